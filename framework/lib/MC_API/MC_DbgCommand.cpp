@@ -1,0 +1,115 @@
+#include "MC_DbgCommand.h"
+
+#include "MC_Manager.h"
+
+#include "imc/IMC_Manager.h"
+
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+namespace {
+
+/** The words that the command is registered for, in the order of registration. */
+struct CommandWords {
+    CommandWords() : words{"MC", "help", IMC_Manager::prepExitCmd} {}
+
+    std::string words[3];
+};
+
+bool contains(std::string const& text, char const* word) {
+    return text.find(word) != std::string::npos;
+}
+
+/** Reads a hexadecimal number that an int holds. Blanks and signs are no part of one. */
+bool readHex(char const* digits, int& value) {
+    if (!std::isxdigit(static_cast<unsigned char>(*digits))) {
+        return false;
+    }
+    errno = 0;
+    unsigned long const number = std::strtoul(digits, NULL, 16);
+    if (errno == ERANGE || number > INT_MAX) {
+        return false;
+    }
+    value = static_cast<int>(number);
+    return true;
+}
+
+} // namespace
+
+MC_DbgCommand::MC_DbgCommand() : imc(IMC_Manager::instance(0xff)) {
+    try {
+        CommandWords const all;
+        for (std::string const& word : all.words) {
+            imc->registration(this, word);
+        }
+    } catch (...) {
+        unregister();
+        throw;
+    }
+}
+
+MC_DbgCommand::~MC_DbgCommand() {
+    unregister();
+}
+
+void MC_DbgCommand::unregister() {
+    CommandWords const all;
+    for (std::string const& word : all.words) {
+        try {
+            imc->unregistration(this, word);
+        } catch (...) {
+            // One word that IMC does not know must not keep the others registered.
+        }
+    }
+}
+
+void MC_DbgCommand::command(std::string const& text, int) {
+    std::string::size_type const channel = text.find("MC Channel");
+    std::string::size_type const dsp = text.find("MC Dsp");
+    if (channel != std::string::npos) {
+        commandChannel(text.substr(channel));
+    } else if (dsp != std::string::npos) {
+        commandDsp(text.substr(dsp));
+    } else if (contains(text, IMC_Manager::prepExitCmd.c_str())) {
+        commandChannel("All");
+    } else {
+        commandHelp();
+    }
+}
+
+void MC_DbgCommand::commandHelp() {
+    imc->answerCommand("key MC:\n"
+                       "\tMC help : display this specific help\n"
+                       "\tMC Channel All | <id>\n"
+                       "\t\tAll  : display properties of all channels\n"
+                       "\t\t<id> : display properties of channel(id) (ex: 0x1)\n"
+                       "\tMC Dsp All | [<max>]\n"
+                       "\t\tdisplay channel id associated with dsp\n"
+                       "\t\tAll   : all dsp associated with channels\n"
+                       "\t\t<max> : number of line to display\n");
+}
+
+void MC_DbgCommand::commandChannel(std::string const& argument) {
+    std::string::size_type const prefix = argument.find("0x");
+    if (contains(argument, "All")) {
+        MC_Manager::instance()->getChannel("");
+    } else if (prefix != std::string::npos) {
+        MC_Manager::instance()->getChannel(argument.substr(prefix + 2));
+    } else {
+        imc->answerCommand("MC Channel : invalid argument\n");
+    }
+}
+
+void MC_DbgCommand::commandDsp(std::string const& argument) {
+    std::string::size_type const prefix = argument.find("0x");
+    int maxDsp = 0;
+    if (contains(argument, "All")) {
+        imc->answerCommand(MC_Manager::instance()->getChannelSet(-1));
+    } else if (prefix != std::string::npos && readHex(argument.c_str() + prefix + 2, maxDsp)) {
+        imc->answerCommand(MC_Manager::instance()->getChannelSet(maxDsp));
+    } else {
+        imc->answerCommand("MC Dsp : invalid argument\n");
+    }
+}

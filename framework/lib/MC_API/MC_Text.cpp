@@ -1,0 +1,80 @@
+#include "MC_Text.h"
+
+#include "debug/DBG_Output.h"
+
+#include <cstdio>
+
+namespace {
+
+/** Room for the longest 32-bit number in any base used here, its sign and a NUL. */
+std::size_t const numberSize = 12;
+
+} // namespace
+
+MC_Text& MC_Text::operator<<(char const* piece) {
+    text += piece;
+    return *this;
+}
+
+MC_Text& MC_Text::operator<<(std::string const& piece) {
+    text += piece;
+    return *this;
+}
+
+MC_Text& MC_Text::operator<<(int number) {
+    char digits[numberSize];
+    std::snprintf(digits, sizeof digits, "%d", number);
+    return *this << digits;
+}
+
+MC_Text& MC_Text::operator<<(unsigned int number) {
+    char digits[numberSize];
+    std::snprintf(digits, sizeof digits, "%u", number);
+    return *this << digits;
+}
+
+MC_Text& MC_Text::operator<<(Hex hex) {
+    char digits[numberSize];
+    std::snprintf(digits, sizeof digits, "%x", hex.number);
+    return *this << digits;
+}
+
+std::string MC_Text::take() {
+    std::string taken;
+    taken.swap(text);
+    return taken;
+}
+
+std::string MC_Text::ends() {
+    text += '\0';
+    return take();
+}
+
+std::string MC_tableName(std::string const* table, int entries, int value) {
+    if (value < 0 || value >= entries) {
+        return "ERROR : OUT OF ARRAY !!!";
+    }
+    return table[value];
+}
+
+std::string MC_directionName(VCOM_Direction direction) {
+    return MC_tableName(DBG_Output::directionToStr, DBG_Output::directionToStrMAX, direction);
+}
+
+std::string MC_codecName(int codec) {
+    return MC_tableName(DBG_Output::codecToStr, DBG_Output::codecToStrMAX, codec);
+}
+
+std::string MC_framingName(VCOM_Framing framing) {
+    DBG_Output::FramingName const* entry = DBG_Output::framingToStr;
+    while (entry->framing != framing && !entry->name.empty()) {
+        ++entry;
+    }
+    return entry->name;
+}
+
+std::string MC_directionRefusal(VCOM_Direction direction) {
+    MC_Text text;
+    text << "Direction " << MC_directionName(direction) << " invalid";
+    return text.ends();
+}

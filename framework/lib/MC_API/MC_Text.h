@@ -1,0 +1,50 @@
+#ifndef MC_TEXT_H
+#define MC_TEXT_H
+
+#include "voice/VCOM_Types.h"
+
+#include <string>
+
+/**
+ * Builds the library's texts: logs, exceptions, descriptions, console answers. Numbers are written
+ * without padding and without regard to the locale.
+ */
+class MC_Text {
+public:
+    /** A number that is written in lower-case hexadecimal, without prefix. */
+    struct Hex {
+        unsigned int number;
+    };
+
+    MC_Text& operator<<(char const* piece);
+    /** Takes the piece whole, NUL characters included. */
+    MC_Text& operator<<(std::string const& piece);
+    MC_Text& operator<<(int number);
+    MC_Text& operator<<(unsigned int number);
+    MC_Text& operator<<(Hex hex);
+
+    /** @return what was built so far; nothing is left */
+    std::string take();
+
+    /** @return what was built, closed with one NUL character; nothing is left */
+    std::string ends();
+
+private:
+    std::string text;
+};
+
+/** @name Names of values, as the platform's tables give them
+ *  A value outside its table, a negative one included, has the name "ERROR : OUT OF ARRAY !!!". */
+/// @{
+std::string MC_tableName(std::string const* table, int entries, int value);
+std::string MC_directionName(VCOM_Direction direction);
+std::string MC_codecName(int codec);
+/// @}
+
+/** The name of a framing; empty when the platform's table does not hold it. */
+std::string MC_framingName(VCOM_Framing framing);
+
+/** "Direction ... invalid": the refusal of a direction that no command exists for. */
+std::string MC_directionRefusal(VCOM_Direction direction);
+
+#endif

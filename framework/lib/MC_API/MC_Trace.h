@@ -1,0 +1,24 @@
+#ifndef MC_TRACE_H
+#define MC_TRACE_H
+
+#include "MC_Log.h"
+
+#include <string>
+
+/** What a trace shows; it is written when the log's level exceeds the number. */
+enum MC_TraceKind : unsigned int {
+    MC_TRACE_OPERATIONS = 1, ///< operations of the client, and events
+    MC_TRACE_COMMANDS = 2    ///< the individual DSP commands
+};
+
+/** Whether traces of this kind are written. Ask before a text is built. */
+inline bool MC_traces(MC_TraceKind kind) {
+    return (pMClog->level & 3U) > kind;
+}
+
+/** Writes a trace, which the caller has asked for, with the prefix of this library's traces. */
+inline void MC_trace(std::string const& text, char const* source, int line) {
+    pMClog->trace("MC - OBS - " + text, source, line);
+}
+
+#endif

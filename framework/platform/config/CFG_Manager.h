@@ -1,0 +1,13 @@
+#ifndef CFG_MANAGER_H
+#define CFG_MANAGER_H
+
+class IPAddress;
+
+/** The gateway's network configuration. A service that the platform implements. */
+class CFG_Manager {
+public:
+    /** @return whether the address belongs to one of the gateway's voice-over-IP boards */
+    static bool isVoIPBoardIP(IPAddress const& address);
+};
+
+#endif

@@ -2,7 +2,6 @@
 
 #include "MC_Manager.h"
 #include "MC_Message.h"
-#include "MC_Text.h"
 #include "MC_Trace.h"
 
 #include <stdexcept>
@@ -31,10 +30,10 @@ struct Report {
     Line discardedLine;
 };
 
-std::string failureText(char const* outcome, std::exception const& e) {
+MC_Text failureText(char const* outcome, std::exception const& e) {
     MC_Text text;
     text << outcome << e.what() << ")";
-    return text.ends();
+    return text;
 }
 
 /** Decodes a message and hands the record to the manager; lets no expected failure into IMC. */
@@ -47,10 +46,11 @@ void forward(imc_msg const& message, MC_Event event, VCOM_Direction direction,
         (MC_Manager::instance()->*reaction)(event, direction, record);
     } catch (std::runtime_error const& e) {
         if (MC_traces(MC_TRACE_COMMANDS)) {
-            MC_trace(failureText(report.ignored, e), source, report.ignoredLine);
+            MC_Text text = failureText(report.ignored, e);
+            MC_trace(text, source, report.ignoredLine);
         }
     } catch (std::invalid_argument const& e) {
-        pMClog->error(failureText(report.discarded, e), "", source, report.discardedLine);
+        pMClog->error(failureText(report.discarded, e).ends(), "", source, report.discardedLine);
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include "MC_Assert.h"
 #include "MC_DspLayout.h"
-#include "MC_Text.h"
 #include "MC_Trace.h"
 
 #include "address/IPAddress.h"
@@ -85,7 +84,7 @@ void assertChannel(MC_Channel const* pChannel, Line line, char const* function) 
     MC_assertChannel(pChannel, source, line, function);
 }
 
-void trace(std::string const& text, Line line) {
+void trace(MC_Text& text, Line line) {
     MC_trace(text, source, line);
 }
 
@@ -95,6 +94,14 @@ std::runtime_error failure(char const* failed, MC_Channel const* pChannel,
     MC_Text text;
     text << failed << pChannel->getIdentifier() << ")\n\t" << inner.what();
     return std::runtime_error(text.ends());
+}
+
+/** Apart from the lookup, so that a lookup that succeeds pays nothing for one that fails. */
+[[noreturn, gnu::noinline, gnu::cold]] void throwNoChannel(int dsp, VCOM_Direction direction) {
+    MC_Text text;
+    text << "Unable to found '" << MC_directionName(direction) << " channel' with dsp(" << dsp
+         << ")";
+    throw std::runtime_error(text.ends());
 }
 
 char const* faxProtocolName(VCOM_FaxTransport protocol) {
@@ -362,10 +369,7 @@ MC_Channel* MC_Manager::getChannel(int dsp, VCOM_Direction direction, char sid) 
         }
     }
     if (pResting == NULL) {
-        MC_Text text;
-        text << "Unable to found '" << MC_directionName(direction) << " channel' with dsp(" << dsp
-             << ")";
-        throw std::runtime_error(text.ends());
+        throwNoChannel(dsp, direction);
     }
     return pResting;
 }
@@ -466,7 +470,7 @@ void MC_Manager::openChannel(MC_Channel* pChannel)
     if (MC_traces(MC_TRACE_OPERATIONS)) {
         MC_Text text;
         text << "Open" << *pChannel << "\n";
-        trace(text.ends(), openChannelTrace);
+        trace(text, openChannelTrace);
     }
 }
 
@@ -490,7 +494,7 @@ void MC_Manager::closeChannel(MC_Channel* pChannel)
         MC_Text text;
         text << "CloseChannel(" << pChannel->getIdentifier() << ") "
              << MC_directionName(pChannel->direction) << "\n";
-        trace(text.ends(), closeChannelTrace);
+        trace(text, closeChannelTrace);
     }
     if (remove(pChannel)) {
         garbage(pChannel);
@@ -512,7 +516,7 @@ void MC_Manager::updateChannel(MC_Channel* pChannel)
         if (MC_traces(MC_TRACE_OPERATIONS)) {
             MC_Text text;
             text << "Update" << *pChannel << "\n";
-            trace(text.ends(), updateChannelTrace);
+            trace(text, updateChannelTrace);
         }
     } catch (std::runtime_error const& e) {
         throw failure("Failed to updateChannel(", pChannel, e);
@@ -538,7 +542,7 @@ void MC_Manager::activateFax(MC_Channel* pChannel)
         if (MC_traces(MC_TRACE_OPERATIONS)) {
             MC_Text text;
             text << "AcivateFax" << *pChannel << "\n";
-            trace(text.ends(), activateFaxTrace);
+            trace(text, activateFaxTrace);
         }
     } catch (std::runtime_error const& e) {
         throw failure("Failed to activateFax on channel(", pChannel, e);
@@ -564,7 +568,7 @@ void MC_Manager::joinChannel(MC_Channel* pChannel)
         if (MC_traces(MC_TRACE_OPERATIONS)) {
             MC_Text text;
             text << "Join" << *pChannel << "\n";
-            trace(text.ends(), joinChannelTrace);
+            trace(text, joinChannelTrace);
         }
     } catch (std::runtime_error const& e) {
         throw failure("Failed to unjoinChannel(", pChannel, e);
@@ -583,7 +587,7 @@ void MC_Manager::unjoinChannel(MC_Channel* pChannel)
             MC_Text text;
             text << "UnjoinChannel(" << pChannel->getIdentifier() << ") "
                  << MC_directionName(pChannel->direction) << "\n";
-            trace(text.ends(), unjoinChannelTrace);
+            trace(text, unjoinChannelTrace);
         }
     } catch (std::runtime_error const& e) {
         throw failure("Failed to joinChannel(", pChannel, e);
@@ -615,7 +619,7 @@ void MC_Manager::setSilenceSuppressionActive(MC_Channel const* pChannel) const
         MC_Text text;
         text << "set SILENCE_COMPRESSION on channel(" << pChannel->getIdentifier() << ") to "
              << (pChannel->vad ? "true" : "false") << "\n";
-        trace(text.ends(), setSilenceSuppressionActiveTrace);
+        trace(text, setSilenceSuppressionActiveTrace);
     }
 }
 
@@ -638,7 +642,7 @@ void MC_Manager::setFaxDetectionActive(MC_Channel const* pChannel) const
         text << "set FAX_T38 detection on channel(" << pChannel->getIdentifier() << ") to "
              << (config.faxProtocolSet ? "InBand" : "T38")
              << (pChannel->calledSide ? " called" : " calling") << "\n";
-        trace(text.ends(), setFaxDetectionActiveTrace);
+        trace(text, setFaxDetectionActiveTrace);
     }
 }
 
@@ -655,7 +659,7 @@ void MC_Manager::setDigitDetection(MC_Channel const* pChannel) const
         text << (isDisabled ? "DIGIT_DETECTION is DISABLED on channel("
                             : "set DIGIT_DETECTION on channel(")
              << pChannel->getIdentifier() << ")\n";
-        trace(text.ends(), isDisabled ? setDigitDetectionDisabledTrace : setDigitDetectionTrace);
+        trace(text, isDisabled ? setDigitDetectionDisabledTrace : setDigitDetectionTrace);
     }
     MC_Dsp::put<Command, Command::Mode>(message, isDisabled ? Command::Off : Command::On);
     imcPost(message, "Failed to set DIGIT_DETECTION", pChannel);
@@ -675,7 +679,7 @@ void MC_Manager::setPacketLength(MC_Channel const* pChannel) const
         MC_Text text;
         text << "set PACKET_LENGTH detection on channel(" << pChannel->getIdentifier() << ") to "
              << int(pChannel->getSMMinFraming()) << "/" << int(pChannel->getSMMaxFraming()) << "\n";
-        trace(text.ends(), setPacketLengthTrace);
+        trace(text, setPacketLengthTrace);
     }
 }
 
@@ -703,7 +707,7 @@ void MC_Manager::openVoice(MC_Channel const* pChannel) const
         text << "Open Voice channel(" << pChannel->getIdentifier()
              << ") Codec=" << pChannel->getSMCodecType()
              << " Fax protocol=" << faxProtocolName(config.faxProtocol) << "\n";
-        trace(text.ends(), openVoiceTrace);
+        trace(text, openVoiceTrace);
     }
 }
 
@@ -720,7 +724,7 @@ void MC_Manager::updateVoice(MC_Channel const* pChannel) const
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
         text << "Update Voice channel(" << pChannel->getIdentifier() << ") \n";
-        trace(text.ends(), updateVoiceTrace);
+        trace(text, updateVoiceTrace);
     }
 }
 
@@ -747,7 +751,7 @@ void MC_Manager::openFax(MC_Channel const* pChannel) const
         if (noSignal != 0 && MC_traces(MC_TRACE_COMMANDS)) {
             MC_Text text;
             text << "send_NO_SIG is enabled to (" << noSignal << ") \n";
-            trace(text.ends(), openFaxNoSignalTrace);
+            trace(text, openFaxNoSignalTrace);
         }
     }
     imcPost(message, "Failed to Open Fax", pChannel);
@@ -757,7 +761,7 @@ void MC_Manager::openFax(MC_Channel const* pChannel) const
              << ") Fax protocol=" << faxProtocolName(config.faxProtocol)
              << " Redundancy=" << pChannel->faxRedundancy << " Depth=" << pChannel->faxDepth
              << "\n";
-        trace(text.ends(), openFaxTrace);
+        trace(text, openFaxTrace);
     }
 }
 
@@ -773,7 +777,7 @@ void MC_Manager::closeVoice(MC_Channel const* pChannel) const
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
         text << "Close Voice channel(" << pChannel->getIdentifier() << ")\n";
-        trace(text.ends(), closeVoiceTrace);
+        trace(text, closeVoiceTrace);
     }
 }
 
@@ -788,7 +792,7 @@ void MC_Manager::closeFax(MC_Channel const* pChannel) const
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
         text << "Close Fax channel(" << pChannel->getIdentifier() << ")\n";
-        trace(text.ends(), closeFaxTrace);
+        trace(text, closeFaxTrace);
     }
 }
 
@@ -844,7 +848,7 @@ void MC_Manager::checkSilenceSuppressionMode(MC_Channel* pChannel)
                     MC_Text text;
                     text << "Silence suppression disable for channel(" << pChannel->getIdentifier()
                          << ") and channel(" << pPartner->getIdentifier() << ")\n";
-                    trace(text.ends(), checkSilenceSuppressionModeTrace);
+                    trace(text, checkSilenceSuppressionModeTrace);
                 }
             }
         }
@@ -871,7 +875,7 @@ void MC_Manager::faxToneEvent(MC_Event, VCOM_Direction direction, MC_FaxTone con
     if (MC_traces(MC_TRACE_OPERATIONS)) {
         MC_Text text;
         text << "EVT : Fax Tone Event for channel(" << pChannel->getIdentifier() << ")\n";
-        trace(text.ends(), faxToneEventTrace);
+        trace(text, faxToneEventTrace);
     }
     observer->faxToneEvent(pChannel, faxTone);
 }
@@ -887,7 +891,7 @@ void MC_Manager::dtmfEvent(MC_Event, VCOM_Direction direction, MC_Dtmf const& dt
         text << "EVT : DTMF Event(" << MC_directionName(direction) << ") for channel("
              << pChannel->getIdentifier() << ") : digit " << dtmf.digit << " during "
              << dtmf.duration << " ms.\n";
-        trace(text.ends(), dtmfEventTrace);
+        trace(text, dtmfEventTrace);
     }
     observer->dtmfEvent(pChannel, dtmf);
 }
@@ -897,7 +901,7 @@ void MC_Manager::acknowledgeFailed(MC_Channel* pChannel) {
         MC_Text text;
         text << "ackEvent error on channel("
              << (pChannel != NULL ? pChannel->getIdentifier() : std::string("?")) << ") \n";
-        trace(text.ends(), ackEventErrorTrace);
+        trace(text, ackEventErrorTrace);
     }
     if (observer != NULL) {
         observer->ackErrorEvent(pChannel, MC_AckError());
@@ -919,7 +923,7 @@ void MC_Manager::ackEvent(MC_Event event, VCOM_Direction direction, MC_Acknowled
             MC_Text text;
             text << "EVT : Ack Event for channel(" << pChannel->getIdentifier()
                  << ")\n\terror=" << ack.error << "\n\tlocal_port=" << int(ack.localPort) << "\n";
-            trace(text.ends(), ackEventTrace);
+            trace(text, ackEventTrace);
         }
         observer->ackEvent(pChannel, ack);
     } catch (std::exception const&) {

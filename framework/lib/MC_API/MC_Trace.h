@@ -2,8 +2,7 @@
 #define MC_TRACE_H
 
 #include "MC_Log.h"
-
-#include <string>
+#include "MC_Text.h"
 
 /** What a trace shows; it is written when the log's level exceeds the number. */
 enum MC_TraceKind : unsigned int {
@@ -16,9 +15,7 @@ inline bool MC_traces(MC_TraceKind kind) {
     return (pMClog->level & 3U) > kind;
 }
 
-/** Writes a trace, which the caller has asked for, with the prefix of this library's traces. */
-inline void MC_trace(std::string const& text, char const* source, int line) {
-    pMClog->trace("MC - OBS - " + text, source, line);
-}
+/** Closes a text and writes it as a trace, with the prefix of this library's traces. */
+void MC_trace(MC_Text& text, char const* source, int line);
 
 #endif

@@ -92,7 +92,7 @@ void trace(MC_Text& text, Line line) {
 std::runtime_error failure(char const* failed, MC_Channel const* pChannel,
                            std::runtime_error const& inner) {
     MC_Text text;
-    text << failed << pChannel->getIdentifier() << ")\n\t" << inner.what();
+    text << failed << MC_Text::Id{pChannel} << ")\n\t" << inner.what();
     return std::runtime_error(text.ends());
 }
 
@@ -492,7 +492,7 @@ void MC_Manager::closeChannel(MC_Channel* pChannel)
     pChannel->voiceOpen = false;
     if (MC_traces(MC_TRACE_OPERATIONS)) {
         MC_Text text;
-        text << "CloseChannel(" << pChannel->getIdentifier() << ") "
+        text << "CloseChannel(" << MC_Text::Id{pChannel} << ") "
              << MC_directionName(pChannel->direction) << "\n";
         trace(text, closeChannelTrace);
     }
@@ -503,8 +503,8 @@ void MC_Manager::closeChannel(MC_Channel* pChannel)
 
 void MC_Manager::updateChannel(MC_Channel* pChannel)
     MC_THROW((std::runtime_error, std::invalid_argument)) {
-    assertChannel(pChannel, updateChannelAssert, "void MC_Manager::updateChannel(MC_Channel*)");
-    channelCheck(pChannel, "updateChannel");
+    guard(pChannel, updateChannelAssert, "void MC_Manager::updateChannel(MC_Channel*)",
+          "updateChannel");
     try {
         checkSilenceSuppressionMode(pChannel);
         setSilenceSuppressionActive(pChannel);
@@ -553,8 +553,7 @@ void MC_Manager::activateFax(MC_Channel* pChannel)
 void MC_Manager::joinChannel(MC_Channel* pChannel)
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::Join Command;
-    assertChannel(pChannel, joinChannelAssert, "void MC_Manager::joinChannel(MC_Channel*)");
-    channelCheck(pChannel, "joinChannel");
+    guard(pChannel, joinChannelAssert, "void MC_Manager::joinChannel(MC_Channel*)", "joinChannel");
     try {
         imc_msg message = commandFor<Command>(pChannel, Command::id);
         MC_Dsp::put<Command, Command::PeerDsp>(message, pChannel->joinDsp);
@@ -578,14 +577,14 @@ void MC_Manager::joinChannel(MC_Channel* pChannel)
 void MC_Manager::unjoinChannel(MC_Channel* pChannel)
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::Unjoin Command;
-    assertChannel(pChannel, unjoinChannelAssert, "void MC_Manager::unjoinChannel(MC_Channel*)");
-    channelCheck(pChannel, "unjoinChannel");
+    guard(pChannel, unjoinChannelAssert, "void MC_Manager::unjoinChannel(MC_Channel*)",
+          "unjoinChannel");
     try {
         imc->post(commandFor<Command>(pChannel, Command::id));
         pChannel->state = MC_Channel::Voice_Open;
         if (MC_traces(MC_TRACE_OPERATIONS)) {
             MC_Text text;
-            text << "UnjoinChannel(" << pChannel->getIdentifier() << ") "
+            text << "UnjoinChannel(" << MC_Text::Id{pChannel} << ") "
                  << MC_directionName(pChannel->direction) << "\n";
             trace(text, unjoinChannelTrace);
         }
@@ -600,24 +599,28 @@ void MC_Manager::imcPost(imc_msg message, std::string what, MC_Channel const* ch
         IMC_Manager::instance(0xff)->post(message);
     } catch (std::runtime_error const& e) {
         MC_Text text;
-        text << what << " on channel(" << channel->getIdentifier() << ") ";
+        text << what << " on channel(" << MC_Text::Id{channel} << ") ";
         pMClog->error(text.ends(), e.what(), source, imcPostError);
         IMC_Manager::coreDumpExit(exitCause);
     }
 }
 
+void MC_Manager::send(imc_msg const& message, char const* what, MC_Channel const* pChannel) const {
+    imcPost(message, what, pChannel);
+}
+
 void MC_Manager::setSilenceSuppressionActive(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::SetSilenceCompression Command;
-    assertChannel(pChannel, setSilenceSuppressionActiveAssert,
-                  "void MC_Manager::setSilenceSuppressionActive(const MC_Channel*) const");
-    channelCheck(pChannel, "setSilenceSuppressionActive");
+    guard(pChannel, setSilenceSuppressionActiveAssert,
+          "void MC_Manager::setSilenceSuppressionActive(const MC_Channel*) const",
+          "setSilenceSuppressionActive");
     imc_msg message = parameterFor<Command>(pChannel, Command::SILENCE_COMPRESSION);
     MC_Dsp::put<Command, Command::Active>(message, pChannel->vad);
-    imcPost(message, "Failed to set SILENCE_COMPRESSION", pChannel);
+    send(message, "Failed to set SILENCE_COMPRESSION", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "set SILENCE_COMPRESSION on channel(" << pChannel->getIdentifier() << ") to "
+        text << "set SILENCE_COMPRESSION on channel(" << MC_Text::Id{pChannel} << ") to "
              << (pChannel->vad ? "true" : "false") << "\n";
         trace(text, setSilenceSuppressionActiveTrace);
     }
@@ -626,9 +629,9 @@ void MC_Manager::setSilenceSuppressionActive(MC_Channel const* pChannel) const
 void MC_Manager::setFaxDetectionActive(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::SetFaxDetection Command;
-    assertChannel(pChannel, setFaxDetectionActiveAssert,
-                  "void MC_Manager::setFaxDetectionActive(const MC_Channel*) const");
-    channelCheck(pChannel, "setFaxDetectionActive");
+    guard(pChannel, setFaxDetectionActiveAssert,
+          "void MC_Manager::setFaxDetectionActive(const MC_Channel*) const",
+          "setFaxDetectionActive");
     imc_msg message = parameterFor<Command>(pChannel, Command::FAX_T38);
     if (config.faxProtocolSet) {
         MC_Dsp::put<Command, Command::Mode>(message, pChannel->calledSide ? Command::InBandCalled
@@ -636,10 +639,10 @@ void MC_Manager::setFaxDetectionActive(MC_Channel const* pChannel) const
     } else {
         MC_Dsp::put<Command, Command::Mode>(message, Command::T38);
     }
-    imcPost(message, "Failed to set FAX_T38 detection", pChannel);
+    send(message, "Failed to set FAX_T38 detection", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "set FAX_T38 detection on channel(" << pChannel->getIdentifier() << ") to "
+        text << "set FAX_T38 detection on channel(" << MC_Text::Id{pChannel} << ") to "
              << (config.faxProtocolSet ? "InBand" : "T38")
              << (pChannel->calledSide ? " called" : " calling") << "\n";
         trace(text, setFaxDetectionActiveTrace);
@@ -649,35 +652,33 @@ void MC_Manager::setFaxDetectionActive(MC_Channel const* pChannel) const
 void MC_Manager::setDigitDetection(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::SetDigitDetection Command;
-    assertChannel(pChannel, setDigitDetectionAssert,
-                  "void MC_Manager::setDigitDetection(const MC_Channel*) const");
-    channelCheck(pChannel, "setDigitDetection");
+    guard(pChannel, setDigitDetectionAssert,
+          "void MC_Manager::setDigitDetection(const MC_Channel*) const", "setDigitDetection");
     imc_msg message = parameterFor<Command>(pChannel, Command::DIGIT_DETECTION);
     bool const isDisabled = pChannel->rtpDtmfPayloadType == 0;
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
         text << (isDisabled ? "DIGIT_DETECTION is DISABLED on channel("
                             : "set DIGIT_DETECTION on channel(")
-             << pChannel->getIdentifier() << ")\n";
+             << MC_Text::Id{pChannel} << ")\n";
         trace(text, isDisabled ? setDigitDetectionDisabledTrace : setDigitDetectionTrace);
     }
     MC_Dsp::put<Command, Command::Mode>(message, isDisabled ? Command::Off : Command::On);
-    imcPost(message, "Failed to set DIGIT_DETECTION", pChannel);
+    send(message, "Failed to set DIGIT_DETECTION", pChannel);
 }
 
 void MC_Manager::setPacketLength(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::SetPacketLength Command;
-    assertChannel(pChannel, setPacketLengthAssert,
-                  "void MC_Manager::setPacketLength(const MC_Channel*) const");
-    channelCheck(pChannel, "setPacketLength");
+    guard(pChannel, setPacketLengthAssert,
+          "void MC_Manager::setPacketLength(const MC_Channel*) const", "setPacketLength");
     imc_msg message = parameterFor<Command>(pChannel, Command::PACKET_LENGTH);
     MC_Dsp::put<Command, Command::Minimum>(message, pChannel->getSMMinFraming());
     MC_Dsp::put<Command, Command::Maximum>(message, pChannel->getSMMaxFraming());
-    imcPost(message, "Failed to set PACKET_LENGTH", pChannel);
+    send(message, "Failed to set PACKET_LENGTH", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "set PACKET_LENGTH detection on channel(" << pChannel->getIdentifier() << ") to "
+        text << "set PACKET_LENGTH detection on channel(" << MC_Text::Id{pChannel} << ") to "
              << int(pChannel->getSMMinFraming()) << "/" << int(pChannel->getSMMaxFraming()) << "\n";
         trace(text, setPacketLengthTrace);
     }
@@ -687,8 +688,8 @@ void MC_Manager::openVoice(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::OpenVoice Command;
     using MC_Dsp::put;
-    assertChannel(pChannel, openVoiceAssert, "void MC_Manager::openVoice(const MC_Channel*) const");
-    channelCheck(pChannel, "openVoice");
+    guard(pChannel, openVoiceAssert, "void MC_Manager::openVoice(const MC_Channel*) const",
+          "openVoice");
     imc_msg message = commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
     put<Command, Command::CodecType>(message,
                                      static_cast<unsigned int>(pChannel->getSMCodecType()));
@@ -701,10 +702,10 @@ void MC_Manager::openVoice(MC_Channel const* pChannel) const
         put<Command, Command::VoiceParam2>(message, pChannel->inboundVoiceParam2);
         put<Command, Command::VoiceParam1>(message, pChannel->inboundVoiceParam1);
     }
-    imcPost(message, "Failed to Open Voice", pChannel);
+    send(message, "Failed to Open Voice", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "Open Voice channel(" << pChannel->getIdentifier()
+        text << "Open Voice channel(" << MC_Text::Id{pChannel}
              << ") Codec=" << pChannel->getSMCodecType()
              << " Fax protocol=" << faxProtocolName(config.faxProtocol) << "\n";
         trace(text, openVoiceTrace);
@@ -714,16 +715,15 @@ void MC_Manager::openVoice(MC_Channel const* pChannel) const
 void MC_Manager::updateVoice(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::UpdateVoice Command;
-    assertChannel(pChannel, updateVoiceAssert,
-                  "void MC_Manager::updateVoice(const MC_Channel*) const");
-    channelCheck(pChannel, "updateVoice");
+    guard(pChannel, updateVoiceAssert, "void MC_Manager::updateVoice(const MC_Channel*) const",
+          "updateVoice");
     imc_msg message = commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
     putVoiceAddresses<Command>(message, pChannel);
     putPayloadTypes<Command>(message, pChannel);
-    imcPost(message, "Failed to Update Voice", pChannel);
+    send(message, "Failed to Update Voice", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "Update Voice channel(" << pChannel->getIdentifier() << ") \n";
+        text << "Update Voice channel(" << MC_Text::Id{pChannel} << ") \n";
         trace(text, updateVoiceTrace);
     }
 }
@@ -732,8 +732,7 @@ void MC_Manager::openFax(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::OpenFax Command;
     using MC_Dsp::put;
-    assertChannel(pChannel, openFaxAssert, "void MC_Manager::openFax(const MC_Channel*) const");
-    channelCheck(pChannel, "openFax");
+    guard(pChannel, openFaxAssert, "void MC_Manager::openFax(const MC_Channel*) const", "openFax");
     imc_msg message = commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
     put<Command, Command::FaxProtocol>(
         message, static_cast<unsigned int>(pChannel->getSMFaxProtocol(config.faxProtocol)));
@@ -754,10 +753,10 @@ void MC_Manager::openFax(MC_Channel const* pChannel) const
             trace(text, openFaxNoSignalTrace);
         }
     }
-    imcPost(message, "Failed to Open Fax", pChannel);
+    send(message, "Failed to Open Fax", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "Open Fax channel(" << pChannel->getIdentifier()
+        text << "Open Fax channel(" << MC_Text::Id{pChannel}
              << ") Fax protocol=" << faxProtocolName(config.faxProtocol)
              << " Redundancy=" << pChannel->faxRedundancy << " Depth=" << pChannel->faxDepth
              << "\n";
@@ -768,15 +767,14 @@ void MC_Manager::openFax(MC_Channel const* pChannel) const
 void MC_Manager::closeVoice(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::CloseVoice Command;
-    assertChannel(pChannel, closeVoiceAssert,
-                  "void MC_Manager::closeVoice(const MC_Channel*) const");
-    channelCheck(pChannel, "closeVoice");
+    guard(pChannel, closeVoiceAssert, "void MC_Manager::closeVoice(const MC_Channel*) const",
+          "closeVoice");
     imc_msg const message =
         commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
-    imcPost(message, "Failed to Close Voice", pChannel);
+    send(message, "Failed to Close Voice", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "Close Voice channel(" << pChannel->getIdentifier() << ")\n";
+        text << "Close Voice channel(" << MC_Text::Id{pChannel} << ")\n";
         trace(text, closeVoiceTrace);
     }
 }
@@ -784,14 +782,14 @@ void MC_Manager::closeVoice(MC_Channel const* pChannel) const
 void MC_Manager::closeFax(MC_Channel const* pChannel) const
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::CloseFax Command;
-    assertChannel(pChannel, closeFaxAssert, "void MC_Manager::closeFax(const MC_Channel*) const");
-    channelCheck(pChannel, "closeFax");
+    guard(pChannel, closeFaxAssert, "void MC_Manager::closeFax(const MC_Channel*) const",
+          "closeFax");
     imc_msg const message =
         commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
-    imcPost(message, "Failed to Close Fax", pChannel);
+    send(message, "Failed to Close Fax", pChannel);
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
-        text << "Close Fax channel(" << pChannel->getIdentifier() << ")\n";
+        text << "Close Fax channel(" << MC_Text::Id{pChannel} << ")\n";
         trace(text, closeFaxTrace);
     }
 }
@@ -814,6 +812,12 @@ void MC_Manager::channelCheck(MC_Channel const* pChannel, std::string where) con
     }
 }
 
+void MC_Manager::guard(MC_Channel const* pChannel, int assertionLine, char const* function,
+                       char const* name) const {
+    MC_assertChannel(pChannel, source, static_cast<unsigned int>(assertionLine), function);
+    channelCheck(pChannel, name);
+}
+
 const bool MC_Manager::remove(MC_Channel const* pChannel) {
     assertChannel(pChannel, removeAssert, "const bool MC_Manager::remove(const MC_Channel*)");
     std::list<MC_Channel*>::iterator const found =
@@ -834,9 +838,9 @@ void MC_Manager::garbage(MC_Channel* pChannel) {
 
 void MC_Manager::checkSilenceSuppressionMode(MC_Channel* pChannel)
     MC_THROW((std::runtime_error, std::invalid_argument)) {
-    assertChannel(pChannel, checkSilenceSuppressionModeAssert,
-                  "void MC_Manager::checkSilenceSuppressionMode(MC_Channel*)");
-    channelCheck(pChannel, "checkSilenceSuppressionMode");
+    guard(pChannel, checkSilenceSuppressionModeAssert,
+          "void MC_Manager::checkSilenceSuppressionMode(MC_Channel*)",
+          "checkSilenceSuppressionMode");
     try {
         VCOM_Direction const opposite = oppositeOf(pChannel->direction);
         for (MC_Channel* const pPartner : channels) {
@@ -846,15 +850,15 @@ void MC_Manager::checkSilenceSuppressionMode(MC_Channel* pChannel)
                 pChannel->vad = false;
                 if (MC_traces(MC_TRACE_COMMANDS)) {
                     MC_Text text;
-                    text << "Silence suppression disable for channel(" << pChannel->getIdentifier()
-                         << ") and channel(" << pPartner->getIdentifier() << ")\n";
+                    text << "Silence suppression disable for channel(" << MC_Text::Id{pChannel}
+                         << ") and channel(" << MC_Text::Id{pPartner} << ")\n";
                     trace(text, checkSilenceSuppressionModeTrace);
                 }
             }
         }
     } catch (std::runtime_error const& e) {
         MC_Text text;
-        text << "Failed to Check Silence Suppression mode on channel(" << pChannel->getIdentifier()
+        text << "Failed to Check Silence Suppression mode on channel(" << MC_Text::Id{pChannel}
              << ") \n";
         pMClog->error(text.ends(), e.what(), source, checkSilenceSuppressionModeError);
         throw;
@@ -874,7 +878,7 @@ void MC_Manager::faxToneEvent(MC_Event, VCOM_Direction direction, MC_FaxTone con
     pChannel->state = MC_Channel::Fax_Detected;
     if (MC_traces(MC_TRACE_OPERATIONS)) {
         MC_Text text;
-        text << "EVT : Fax Tone Event for channel(" << pChannel->getIdentifier() << ")\n";
+        text << "EVT : Fax Tone Event for channel(" << MC_Text::Id{pChannel} << ")\n";
         trace(text, faxToneEventTrace);
     }
     observer->faxToneEvent(pChannel, faxTone);
@@ -889,8 +893,8 @@ void MC_Manager::dtmfEvent(MC_Event, VCOM_Direction direction, MC_Dtmf const& dt
     if (MC_traces(MC_TRACE_OPERATIONS)) {
         MC_Text text;
         text << "EVT : DTMF Event(" << MC_directionName(direction) << ") for channel("
-             << pChannel->getIdentifier() << ") : digit " << dtmf.digit << " during "
-             << dtmf.duration << " ms.\n";
+             << MC_Text::Id{pChannel} << ") : digit " << dtmf.digit << " during " << dtmf.duration
+             << " ms.\n";
         trace(text, dtmfEventTrace);
     }
     observer->dtmfEvent(pChannel, dtmf);
@@ -921,7 +925,7 @@ void MC_Manager::ackEvent(MC_Event event, VCOM_Direction direction, MC_Acknowled
         }
         if (MC_traces(MC_TRACE_OPERATIONS)) {
             MC_Text text;
-            text << "EVT : Ack Event for channel(" << pChannel->getIdentifier()
+            text << "EVT : Ack Event for channel(" << MC_Text::Id{pChannel}
                  << ")\n\terror=" << ack.error << "\n\tlocal_port=" << int(ack.localPort) << "\n";
             trace(text, ackEventTrace);
         }

@@ -180,6 +180,10 @@ private:
 #pragma GCC diagnostic pop
     void garbage(MC_Channel* pChannel);
 
+    /** What every command starts with: the assertion of its channel, and the check of it. */
+    void guard(MC_Channel const* pChannel, int assertionLine, char const* function,
+               char const* name) const;
+    void send(imc_msg const& message, char const* what, MC_Channel const* pChannel) const;
     MC_Channel* channelOf(MC_Message const& event, VCOM_Direction direction);
     void acknowledgeFailed(MC_Channel* pChannel);
 

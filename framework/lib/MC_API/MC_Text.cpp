@@ -1,5 +1,7 @@
 #include "MC_Text.h"
 
+#include "MC_Channel.h"
+
 #include "debug/DBG_Output.h"
 
 #include <cstdio>
@@ -39,6 +41,15 @@ MC_Text& MC_Text::operator<<(Hex hex) {
     return *this << digits;
 }
 
+MC_Text& MC_Text::operator<<(Id id) {
+    return *this << id.pChannel->getIdentifier();
+}
+
+MC_Text& MC_Text::operator<<(MC_Channel const& channel) {
+    std::string const description = channel;
+    return *this << description;
+}
+
 std::string MC_Text::take() {
     std::string taken;
     taken.swap(text);
@@ -50,27 +61,27 @@ std::string MC_Text::ends() {
     return take();
 }
 
-std::string MC_tableName(std::string const* table, int entries, int value) {
+char const* MC_tableName(std::string const* table, int entries, int value) {
     if (value < 0 || value >= entries) {
         return "ERROR : OUT OF ARRAY !!!";
     }
-    return table[value];
+    return table[value].c_str();
 }
 
-std::string MC_directionName(VCOM_Direction direction) {
+char const* MC_directionName(VCOM_Direction direction) {
     return MC_tableName(DBG_Output::directionToStr, DBG_Output::directionToStrMAX, direction);
 }
 
-std::string MC_codecName(int codec) {
+char const* MC_codecName(int codec) {
     return MC_tableName(DBG_Output::codecToStr, DBG_Output::codecToStrMAX, codec);
 }
 
-std::string MC_framingName(VCOM_Framing framing) {
+char const* MC_framingName(VCOM_Framing framing) {
     DBG_Output::FramingName const* entry = DBG_Output::framingToStr;
     while (entry->framing != framing && !entry->name.empty()) {
         ++entry;
     }
-    return entry->name;
+    return entry->name.c_str();
 }
 
 std::string MC_directionRefusal(VCOM_Direction direction) {

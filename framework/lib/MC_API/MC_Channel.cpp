@@ -61,6 +61,8 @@ unsigned short packetLength(std::int32_t codec, VCOM_Framing framing) {
     return 0;
 }
 
+// The words of the refusals are the interface to those who search for them: "Minium", "not" here
+// and "Not" there, the bracket that is never closed.
 std::runtime_error framingError(char const* which, std::runtime_error const& inner) {
     MC_Text text;
     text << which << inner.what();

@@ -75,13 +75,15 @@ public:
     int getSMFaxProtocol(VCOM_FaxTransport transport) const MC_THROW((std::runtime_error));
     /// @}
 
-    std::uint32_t identifier;       ///< unique, never 0
+    std::uint32_t identifier;       ///< never 0; unique until 2^32 channels were made
     State state;                    ///< kept by the manager
     std::int32_t channelMode;       ///< 2: opening the channel does not arm fax-tone detection
     VCOM_Direction direction;       ///< in or out
     bool voiceOpen;                 ///< the voice path is open; kept by the manager
     bool faxOpen;                   ///< the fax path is open; kept by the manager
-    bool vad;                       ///< silence suppression (voice activity detection) is wanted
+    bool vad;                       ///< silence suppression (voice activity detection) is
+                                    ///< wanted; the manager clears it when the other
+                                    ///< direction disagrees
     bool faxDetection;              ///< fax-tone detection is wanted from the opening on
     bool sendCed;                   ///< the fax side sends the CED tone (ITU-T T.30)
     std::uint8_t sendNoSignal;      ///< T.38 signal to send: 0 none, 1 no-signal, 2 CNG

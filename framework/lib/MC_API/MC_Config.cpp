@@ -7,9 +7,6 @@
 
 namespace {
 
-/** The longest text of the configuration store, with its NUL. */
-std::size_t const textSize = 64;
-
 /** Number of the noteworthy value that keeps fax-tone detection from being armed. */
 int const noFaxDetectionValue = 5;
 
@@ -28,12 +25,12 @@ MC_Config::MC_Config()
 MC_Config::~MC_Config() {}
 
 void MC_Config::readConfiguration() {
-    char text[textSize] = "";
+    char text[CFG_TEXT_SIZE] = "";
     int count = 1;
     // A lost fax transport leaves the last one in force; a lost tick request switches it off.
     faxProtocolSet = get("/current//gw_priv", "fax_proto", text, CFG_TYPE_TEXT, &count) == 0;
     if (faxProtocolSet) {
-        text[textSize - 1] = '\0';
+        text[CFG_TEXT_SIZE - 1] = '\0';
         if (contains(text, "udp")) {
             faxProtocol = VCOM_FAXTRANSPORT_UDP;
         } else if (contains(text, "tcp")) {

@@ -11,14 +11,7 @@
 
 namespace {
 
-/** The words that the command is registered for, in the order of registration. */
-struct CommandWords {
-    CommandWords() : words{"MC", "help", IMC_Manager::prepExitCmd} {}
-
-    std::string words[3];
-};
-
-bool contains(std::string const& text, char const* word) {
+bool contains(std::string const& text, std::string const& word) {
     return text.find(word) != std::string::npos;
 }
 
@@ -40,11 +33,11 @@ bool readHex(char const* digits, int& value) {
 
 MC_DbgCommand::MC_DbgCommand() : imc(IMC_Manager::instance(0xff)) {
     try {
-        CommandWords const all;
-        for (std::string const& word : all.words) {
-            imc->registration(this, word);
-        }
+        imc->registration(this, "MC");
+        imc->registration(this, "help");
+        imc->registration(this, IMC_Manager::prepExitCmd);
     } catch (...) {
+        // IMC must not keep a command that was never finished.
         unregister();
         throw;
     }
@@ -55,13 +48,16 @@ MC_DbgCommand::~MC_DbgCommand() {
 }
 
 void MC_DbgCommand::unregister() {
-    CommandWords const all;
-    for (std::string const& word : all.words) {
-        try {
-            imc->unregistration(this, word);
-        } catch (...) {
-            // One word that IMC does not know must not keep the others registered.
-        }
+    unregister("MC");
+    unregister("help");
+    unregister(IMC_Manager::prepExitCmd);
+}
+
+void MC_DbgCommand::unregister(std::string const& word) {
+    try {
+        imc->unregistration(this, word);
+    } catch (...) {
+        // One word that IMC does not know must not keep the others registered.
     }
 }
 
@@ -72,7 +68,7 @@ void MC_DbgCommand::command(std::string const& text, int) {
         commandChannel(text.substr(channel));
     } else if (dsp != std::string::npos) {
         commandDsp(text.substr(dsp));
-    } else if (contains(text, IMC_Manager::prepExitCmd.c_str())) {
+    } else if (contains(text, IMC_Manager::prepExitCmd)) {
         commandChannel("All");
     } else {
         commandHelp();

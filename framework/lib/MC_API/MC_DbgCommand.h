@@ -33,6 +33,7 @@ private:
     void commandChannel(std::string const& argument);
     void commandDsp(std::string const& argument);
     void unregister();
+    void unregister(std::string const& word);
 
     IMC_Manager* imc;
 };

@@ -3,6 +3,7 @@
 
 #include "imc/imc_msg.h"
 
+#include <cstdint>
 #include <type_traits>
 
 /**
@@ -18,6 +19,10 @@ template <unsigned int Offset, unsigned int Width>
 struct Field {
     static unsigned int const offset = Offset;
     static unsigned int const width = Width;
+    /** The number that the field holds. */
+    typedef typename std::conditional<
+        Width == 1, std::uint8_t,
+        typename std::conditional<Width == 2, std::uint16_t, std::uint32_t>::type>::type Value;
     static unsigned int const end = Offset + Width;
 };
 
@@ -71,6 +76,11 @@ inline void put(imc_msg& message, unsigned int value) {
     }
 }
 
+template <class Message, class Field>
+inline void put(imc_msg& message, int value) {
+    put<Message, Field>(message, static_cast<unsigned int>(value));
+}
+
 /** The 16 bytes of an address field. */
 template <class Message, class Field>
 inline unsigned char (&bytes(imc_msg& message))[16] {
@@ -81,24 +91,33 @@ inline unsigned char (&bytes(imc_msg& message))[16] {
 
 /** Reads a field. */
 template <class Message, class Field>
-inline unsigned int get(imc_msg const& message) {
+inline typename Field::Value get(imc_msg const& message) {
     static_assert(Message::Layout::template Holds<Field>::value, "no field of this message");
     static_assert(Field::width <= 4, "no number");
-    unsigned int value = 0;
+    std::uint32_t value = 0;
     for (unsigned int i = 0; i < Field::width; ++i) {
         value = (value << 8) | message.payload[Field::offset + i];
     }
-    return value;
+    return static_cast<typename Field::Value>(value);
 }
+
+/** What every command and event starts with. */
+struct ChannelMessage {
+    typedef U8<0> Dsp;
+};
+
+/** A command or event that says nothing but which channel. */
+struct BareMessage : ChannelMessage {
+    typedef Payload<1, Dsp> Layout;
+};
 
 /** @name Commands: message identifiers and payloads */
 /// @{
 
-struct OpenVoice {
+struct OpenVoice : ChannelMessage {
     static unsigned int const idIn = 100;
     static unsigned int const idOut = 104;
 
-    typedef U8<0> Dsp;
     typedef U8<1> CodecType;
     typedef U8<2> FaxProtocol;
     typedef Address<4> RemoteIp;
@@ -117,11 +136,10 @@ struct OpenVoice {
         Layout;
 };
 
-struct UpdateVoice {
+struct UpdateVoice : ChannelMessage {
     static unsigned int const idIn = 132;
     static unsigned int const idOut = 133;
 
-    typedef U8<0> Dsp;
     typedef Address<4> RemoteIp;
     typedef U16<20> RemoteRtpPort;
     typedef U16<22> LocalRtpPort;
@@ -134,22 +152,17 @@ struct UpdateVoice {
         Layout;
 };
 
-struct CloseVoice {
+struct CloseVoice : BareMessage {
     static unsigned int const idIn = 102;
     static unsigned int const idOut = 106;
-
-    typedef U8<0> Dsp;
-
-    typedef Payload<1, Dsp> Layout;
 };
 
 /** One command for every feature of a DSP channel; the parameter code says which. */
-struct SetParameter {
+struct SetParameter : ChannelMessage {
     static unsigned int const id = 108;
 
     enum Code { SILENCE_COMPRESSION = 2, DIGIT_DETECTION = 3, PACKET_LENGTH = 4, FAX_T38 = 5 };
 
-    typedef U8<0> Dsp;
     typedef U8<1> ParameterCode;
 };
 
@@ -182,11 +195,10 @@ struct SetFaxDetection : SetParameter {
     typedef Payload<6, Dsp, ParameterCode, Mode> Layout;
 };
 
-struct OpenFax {
+struct OpenFax : ChannelMessage {
     static unsigned int const idIn = 115;
     static unsigned int const idOut = 119;
 
-    typedef U8<0> Dsp;
     typedef U8<1> FaxProtocol;
     typedef U8<2> Depth; // direction 2, as all that follow
     typedef U8<3> Redundancy;
@@ -200,19 +212,14 @@ struct OpenFax {
         Layout;
 };
 
-struct CloseFax {
+struct CloseFax : BareMessage {
     static unsigned int const idIn = 117;
     static unsigned int const idOut = 121;
-
-    typedef U8<0> Dsp;
-
-    typedef Payload<1, Dsp> Layout;
 };
 
-struct Join {
+struct Join : ChannelMessage {
     static unsigned int const id = 124;
 
-    typedef U8<0> Dsp;
     typedef U8<1> PeerDsp;
     typedef U8<2> Remote;
     typedef Address<4> PeerIp;
@@ -220,12 +227,8 @@ struct Join {
     typedef Payload<20, Dsp, PeerDsp, Remote, PeerIp> Layout;
 };
 
-struct Unjoin {
+struct Unjoin : BareMessage {
     static unsigned int const id = 125;
-
-    typedef U8<0> Dsp;
-
-    typedef Payload<1, Dsp> Layout;
 };
 /// @}
 
@@ -233,41 +236,27 @@ struct Unjoin {
  *  The observers are registered for their message identifiers, see MC_Manager. */
 /// @{
 
-/** What every event starts with. */
-struct Event {
-    typedef U8<0> Dsp;
-
-    typedef Payload<1, Dsp> Layout;
-};
-
-struct Acknowledge {
-    typedef U8<0> Dsp;
+struct Acknowledge : ChannelMessage {
     typedef U8<1> Error;
     typedef U16<2> LocalPort;
 
     typedef Payload<4, Dsp, Error, LocalPort> Layout;
 };
 
-struct Dtmf {
-    typedef U8<0> Dsp;
+struct Dtmf : ChannelMessage {
     typedef U8<1> Digit;
     typedef U16<2> Duration;
 
     typedef Payload<4, Dsp, Digit, Duration> Layout;
 };
 
-struct Alert {
-    typedef U8<0> Dsp;
+struct Alert : ChannelMessage {
     typedef U32<4> Value;
 
     typedef Payload<8, Dsp, Value> Layout;
 };
 
-struct FaxTone {
-    typedef U8<0> Dsp;
-
-    typedef Payload<1, Dsp> Layout;
-};
+typedef BareMessage FaxTone;
 /// @}
 
 } // namespace MC_Dsp

@@ -64,8 +64,6 @@ MC_ImcObserver::~MC_ImcObserver() {}
 MC_FaxToneObserver::MC_FaxToneObserver(MC_Event anEvent)
     : MC_ImcObserver(anEvent, VCOM_DIRECTION_IN) {}
 
-MC_FaxToneObserver::~MC_FaxToneObserver() {}
-
 void MC_FaxToneObserver::messageEvent(imc_msg const& message) {
     static Report const report = {"EVT : Fax Tone event ignored (", faxToneIgnored,
                                   "EVT : Fax Tone event discarded (", faxToneDiscarded};
@@ -76,8 +74,6 @@ void MC_FaxToneObserver::timeoutEvent(unsigned int) {}
 
 MC_DtmfObserver::MC_DtmfObserver(MC_Event anEvent, VCOM_Direction aDirection)
     : MC_ImcObserver(anEvent, aDirection) {}
-
-MC_DtmfObserver::~MC_DtmfObserver() {}
 
 void MC_DtmfObserver::messageEvent(imc_msg const& message) {
     static Report const report = {"EVT : Dtmf event ignored (", dtmfIgnored,
@@ -90,8 +86,6 @@ void MC_DtmfObserver::timeoutEvent(unsigned int) {}
 MC_AlertObserver::MC_AlertObserver(MC_Event anEvent, VCOM_Direction aDirection)
     : MC_ImcObserver(anEvent, aDirection) {}
 
-MC_AlertObserver::~MC_AlertObserver() {}
-
 void MC_AlertObserver::messageEvent(imc_msg const& message) {
     static Report const report = {"EVT : Alert event ignored (", alertIgnored,
                                   "EVT : Alert event discarded (", alertDiscarded};
@@ -102,8 +96,6 @@ void MC_AlertObserver::timeoutEvent(unsigned int) {}
 
 MC_AckObserver::MC_AckObserver(MC_Event anEvent, VCOM_Direction aDirection)
     : MC_ImcObserver(anEvent, aDirection) {}
-
-MC_AckObserver::~MC_AckObserver() {}
 
 void MC_AckObserver::messageEvent(imc_msg const& message) {
     static Report const report = {"EVT : Ack event ignored (", ackIgnored,

@@ -40,7 +40,6 @@ protected:
 class MC_FaxToneObserver : public MC_ImcObserver {
 public:
     explicit MC_FaxToneObserver(MC_Event event);
-    ~MC_FaxToneObserver() override;
 
     void messageEvent(imc_msg const& message) override;
     /** Does nothing. */
@@ -51,7 +50,6 @@ public:
 class MC_DtmfObserver : public MC_ImcObserver {
 public:
     MC_DtmfObserver(MC_Event event, VCOM_Direction direction);
-    ~MC_DtmfObserver() override;
 
     void messageEvent(imc_msg const& message) override;
     /** Does nothing. */
@@ -62,7 +60,6 @@ public:
 class MC_AlertObserver : public MC_ImcObserver {
 public:
     MC_AlertObserver(MC_Event event, VCOM_Direction direction);
-    ~MC_AlertObserver() override;
 
     void messageEvent(imc_msg const& message) override;
     /** Does nothing. */
@@ -73,7 +70,6 @@ public:
 class MC_AckObserver : public MC_ImcObserver {
 public:
     MC_AckObserver(MC_Event event, VCOM_Direction direction);
-    ~MC_AckObserver() override;
 
     void messageEvent(imc_msg const& message) override;
     /** Does nothing. */

@@ -10,7 +10,6 @@
 #include "imc/IMC_Manager.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdio>
 #include <typeinfo>
 
@@ -80,7 +79,7 @@ int const exitCause = 0;
 /** The value of MC_Channel::channelMode that keeps fax-tone detection from being armed. */
 int const noFaxDetectionMode = 2;
 
-void assertChannel(MC_Channel const* pChannel, Line line, char const* function) {
+void assertChannel(MC_Channel const* pChannel, unsigned int line, char const* function) {
     MC_assertChannel(pChannel, source, line, function);
 }
 
@@ -108,17 +107,23 @@ char const* faxProtocolName(VCOM_FaxTransport protocol) {
     return protocol == VCOM_FAXTRANSPORT_TCP ? "TCP" : "UDP";
 }
 
-/** The message identifier of a command that exists once for each direction. */
-template <class Command>
-unsigned int messageIdOf(VCOM_Direction direction) {
+/** What stands for a direction, which must be in or out. */
+template <class Value>
+Value byDirection(VCOM_Direction direction, Value in, Value out) {
     switch (direction) {
     case VCOM_DIRECTION_IN:
-        return Command::idIn;
+        return in;
     case VCOM_DIRECTION_OUT:
-        return Command::idOut;
+        return out;
     default:
         throw std::runtime_error(MC_directionRefusal(direction));
     }
+}
+
+/** The message identifier of a command that exists once for each direction. */
+template <class Command>
+unsigned int messageIdOf(VCOM_Direction direction) {
+    return byDirection<unsigned int>(direction, Command::idIn, Command::idOut);
 }
 
 /** An empty command for the DSP of a channel. */
@@ -140,8 +145,8 @@ imc_msg parameterFor(MC_Channel const* pChannel, MC_Dsp::SetParameter::Code code
     return message;
 }
 
-// Every value is read from a copy of its own: a platform's address is free to change with its
-// holder, and the record must not.
+// A voice command reads each value from an end point of its own, never from the record: platforms
+// that watch their address objects know these copies.
 unsigned int portOf(UDPAddr const& end) {
     return TransportAddress(end.GetINetAddress(), end.GetPort()).GetPort();
 }
@@ -218,18 +223,6 @@ void openFaxAcknowledged(MC_Channel* pChannel, VCOM_Direction direction,
     }
 }
 
-/** The direction of the other record of a DSP channel. */
-VCOM_Direction oppositeOf(VCOM_Direction direction) {
-    switch (direction) {
-    case VCOM_DIRECTION_IN:
-        return VCOM_DIRECTION_OUT;
-    case VCOM_DIRECTION_OUT:
-        return VCOM_DIRECTION_IN;
-    default:
-        throw std::runtime_error(MC_directionRefusal(direction));
-    }
-}
-
 bool isIdleOrClosed(MC_Channel const* pChannel) {
     return pChannel->state == MC_Channel::Close || pChannel->state == MC_Channel::Idle;
 }
@@ -263,15 +256,16 @@ MC_Manager::MC_Manager()
       closeFaxAckObserverOut(CloseFaxAck, VCOM_DIRECTION_OUT) {
     garbageCollector = GC_GarbageCollector::instance();
     imc = IMC_Manager::instance(0xff);
+    // IMC may deliver as soon as an observer is registered, and observers ask for the manager.
+    pManager = this;
     try {
-        Subscription all[14];
-        subscriptions(all);
-        for (Subscription const& entry : all) {
+        for (Subscription const& entry : subscriptions()) {
             imc->registration(entry.observer, entry.messageId);
         }
         MC_Log::instance();
     } catch (...) {
         // IMC must not keep observers of a manager that was never finished.
+        pManager = NULL;
         unsubscribe();
         throw;
     }
@@ -283,8 +277,8 @@ MC_Manager::~MC_Manager() {
     unsubscribe();
 }
 
-void MC_Manager::subscriptions(Subscription (&all)[14]) {
-    Subscription const table[14] = {
+std::array<MC_Manager::Subscription, MC_Manager::subscriptionCount> MC_Manager::subscriptions() {
+    return {{
         {&config, 600},
         {&faxToneObserver, 123},
         {&dtmfObserverIn, 114},
@@ -299,14 +293,11 @@ void MC_Manager::subscriptions(Subscription (&all)[14]) {
         {&openFaxAckObserverOut, 120},
         {&closeFaxAckObserverIn, 118},
         {&closeFaxAckObserverOut, 122},
-    };
-    std::copy(table, table + 14, all);
+    }};
 }
 
 void MC_Manager::unsubscribe() {
-    Subscription all[14];
-    subscriptions(all);
-    for (Subscription const& entry : all) {
+    for (Subscription const& entry : subscriptions()) {
         try {
             imc->unregistration(entry.observer, entry.messageId);
         } catch (...) {
@@ -549,7 +540,8 @@ void MC_Manager::activateFax(MC_Channel* pChannel)
     }
 }
 
-// The texts of a failed join and a failed unjoin are crossed. Those who read them know it so.
+// Texts are the interface to those who search for them, oddities included: "Unable to found",
+// "AcivateFax", and here the crossed texts of a failed join and a failed unjoin.
 void MC_Manager::joinChannel(MC_Channel* pChannel)
     MC_THROW((std::runtime_error, std::invalid_argument)) {
     typedef MC_Dsp::Join Command;
@@ -656,6 +648,7 @@ void MC_Manager::setDigitDetection(MC_Channel const* pChannel) const
           "void MC_Manager::setDigitDetection(const MC_Channel*) const", "setDigitDetection");
     imc_msg message = parameterFor<Command>(pChannel, Command::DIGIT_DETECTION);
     bool const isDisabled = pChannel->rtpDtmfPayloadType == 0;
+    // Unlike the others, this command is traced before it is posted: a failed post still shows it.
     if (MC_traces(MC_TRACE_COMMANDS)) {
         MC_Text text;
         text << (isDisabled ? "DIGIT_DETECTION is DISABLED on channel("
@@ -691,11 +684,9 @@ void MC_Manager::openVoice(MC_Channel const* pChannel) const
     guard(pChannel, openVoiceAssert, "void MC_Manager::openVoice(const MC_Channel*) const",
           "openVoice");
     imc_msg message = commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
-    put<Command, Command::CodecType>(message,
-                                     static_cast<unsigned int>(pChannel->getSMCodecType()));
+    put<Command, Command::CodecType>(message, pChannel->getSMCodecType());
     putVoiceAddresses<Command>(message, pChannel);
-    put<Command, Command::FaxProtocol>(
-        message, static_cast<unsigned int>(pChannel->getSMFaxProtocol(config.faxProtocol)));
+    put<Command, Command::FaxProtocol>(message, pChannel->getSMFaxProtocol(config.faxProtocol));
     putPayloadTypes<Command>(message, pChannel);
     if (pChannel->direction == VCOM_DIRECTION_IN) {
         put<Command, Command::RtpTickRequest>(message, config.rtpTickRequest);
@@ -734,15 +725,13 @@ void MC_Manager::openFax(MC_Channel const* pChannel) const
     using MC_Dsp::put;
     guard(pChannel, openFaxAssert, "void MC_Manager::openFax(const MC_Channel*) const", "openFax");
     imc_msg message = commandFor<Command>(pChannel, messageIdOf<Command>(pChannel->direction));
-    put<Command, Command::FaxProtocol>(
-        message, static_cast<unsigned int>(pChannel->getSMFaxProtocol(config.faxProtocol)));
+    put<Command, Command::FaxProtocol>(message, pChannel->getSMFaxProtocol(config.faxProtocol));
     if (pChannel->direction == VCOM_DIRECTION_OUT) {
         unsigned int const noSignal = noSignalOf(pChannel);
-        put<Command, Command::FaxProtocol>(
-            message, static_cast<unsigned int>(pChannel->getSMFaxProtocol(VCOM_FAXTRANSPORT_NONE)));
-        put<Command, Command::Depth>(message, static_cast<unsigned int>(pChannel->faxDepth));
-        put<Command, Command::Redundancy>(message,
-                                          static_cast<unsigned int>(pChannel->faxRedundancy));
+        put<Command, Command::FaxProtocol>(message,
+                                           pChannel->getSMFaxProtocol(VCOM_FAXTRANSPORT_NONE));
+        put<Command, Command::Depth>(message, pChannel->faxDepth);
+        put<Command, Command::Redundancy>(message, pChannel->faxRedundancy);
         put<Command, Command::RemoteIp>(message, faxAddressOf(pChannel));
         put<Command, Command::RemotePort>(message, pChannel->rtpRemote.GetPort());
         put<Command, Command::NoSignal>(message, noSignal);
@@ -812,9 +801,9 @@ void MC_Manager::channelCheck(MC_Channel const* pChannel, std::string where) con
     }
 }
 
-void MC_Manager::guard(MC_Channel const* pChannel, int assertionLine, char const* function,
+void MC_Manager::guard(MC_Channel const* pChannel, unsigned int assertionLine, char const* function,
                        char const* name) const {
-    MC_assertChannel(pChannel, source, static_cast<unsigned int>(assertionLine), function);
+    assertChannel(pChannel, assertionLine, function);
     channelCheck(pChannel, name);
 }
 
@@ -842,7 +831,8 @@ void MC_Manager::checkSilenceSuppressionMode(MC_Channel* pChannel)
           "void MC_Manager::checkSilenceSuppressionMode(MC_Channel*)",
           "checkSilenceSuppressionMode");
     try {
-        VCOM_Direction const opposite = oppositeOf(pChannel->direction);
+        VCOM_Direction const opposite =
+            byDirection(pChannel->direction, VCOM_DIRECTION_OUT, VCOM_DIRECTION_IN);
         for (MC_Channel* const pPartner : channels) {
             if (pPartner->dsp == pChannel->dsp && pPartner->sid == pChannel->sid &&
                 pPartner->direction == opposite && pPartner->vad != pChannel->vad) {

@@ -10,6 +10,8 @@
 
 #include "imc/imc_msg.h"
 
+#include <array>
+#include <cstddef>
 #include <list>
 #include <stdexcept>
 #include <string>
@@ -86,8 +88,9 @@ public:
     void setMediaGateway(MC_Channel* pChannel, INetAddress const* address);
 
     /** @name Lifecycle of a channel
-     *  A failure of a step is thrown as a std::runtime_error that names the operation, the channel
-     *  and the step's own text. Nothing is rolled back. */
+     *  A failure of a step is thrown as a std::runtime_error that names an operation, the channel
+     *  and the step's own text; joinChannel and unjoinChannel name each other. Nothing is rolled
+     *  back. */
     /// @{
     /**
      * Lists the channel, takes a reference on it, sets up its DSP and opens the voice path. After a
@@ -115,7 +118,7 @@ public:
 
     /**
      * Switches silence suppression off in both records of a DSP channel when they disagree. Sends
-     * nothing.
+     * nothing. A failure is logged and thrown on as it is.
      */
     void checkSilenceSuppressionMode(MC_Channel* pChannel)
         MC_THROW((std::runtime_error, std::invalid_argument));
@@ -141,7 +144,8 @@ private:
 
     MC_Manager();
 
-    void subscriptions(Subscription (&all)[14]);
+    static std::size_t const subscriptionCount = 14;
+    std::array<Subscription, subscriptionCount> subscriptions();
     void unsubscribe();
 
     void reference(MC_Channel* pChannel);
@@ -181,8 +185,9 @@ private:
     void garbage(MC_Channel* pChannel);
 
     /** What every command starts with: the assertion of its channel, and the check of it. */
-    void guard(MC_Channel const* pChannel, int assertionLine, char const* function,
+    void guard(MC_Channel const* pChannel, unsigned int assertionLine, char const* function,
                char const* name) const;
+    /** imcPost, with the text that it takes by value built in one place. */
     void send(imc_msg const& message, char const* what, MC_Channel const* pChannel) const;
     MC_Channel* channelOf(MC_Message const& event, VCOM_Direction direction);
     void acknowledgeFailed(MC_Channel* pChannel);

@@ -13,22 +13,17 @@ void checkLength(imc_msg const& message) {
     }
 }
 
-template <class Event, class Field>
-std::uint16_t get16(imc_msg const& message) {
-    static_assert(Field::width <= 2, "wider than 16 bits");
-    return static_cast<std::uint16_t>(MC_Dsp::get<Event, Field>(message));
-}
-
 } // namespace
 
 MC_Message::MC_Message(imc_msg const& message)
-    : dsp(MC_Dsp::get<MC_Dsp::Event, MC_Dsp::Event::Dsp>(message)), sid(message.sourceSid) {}
+    : dsp(MC_Dsp::get<MC_Dsp::BareMessage, MC_Dsp::BareMessage::Dsp>(message)),
+      sid(message.sourceSid) {}
 
 MC_Acknowledge::MC_Acknowledge(imc_msg const& message) : MC_Message(message) {
     typedef MC_Dsp::Acknowledge Event;
     checkLength<Event>(message);
     error = MC_Dsp::get<Event, Event::Error>(message);
-    localPort = get16<Event, Event::LocalPort>(message);
+    localPort = MC_Dsp::get<Event, Event::LocalPort>(message);
 }
 
 MC_Alert::MC_Alert(imc_msg const& message) : MC_Message(message) {

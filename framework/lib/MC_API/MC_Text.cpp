@@ -11,6 +11,8 @@ namespace {
 /** Room for the longest 32-bit number in any base used here, its sign and a NUL. */
 std::size_t const numberSize = 12;
 
+std::string const outOfTable = "ERROR : OUT OF ARRAY !!!";
+
 } // namespace
 
 MC_Text& MC_Text::operator<<(char const* piece) {
@@ -61,27 +63,27 @@ std::string MC_Text::ends() {
     return take();
 }
 
-char const* MC_tableName(std::string const* table, int entries, int value) {
+std::string const& MC_tableName(std::string const* table, int entries, int value) {
     if (value < 0 || value >= entries) {
-        return "ERROR : OUT OF ARRAY !!!";
+        return outOfTable;
     }
-    return table[value].c_str();
+    return table[value];
 }
 
-char const* MC_directionName(VCOM_Direction direction) {
+std::string const& MC_directionName(VCOM_Direction direction) {
     return MC_tableName(DBG_Output::directionToStr, DBG_Output::directionToStrMAX, direction);
 }
 
-char const* MC_codecName(int codec) {
+std::string const& MC_codecName(int codec) {
     return MC_tableName(DBG_Output::codecToStr, DBG_Output::codecToStrMAX, codec);
 }
 
-char const* MC_framingName(VCOM_Framing framing) {
+std::string const& MC_framingName(VCOM_Framing framing) {
     DBG_Output::FramingName const* entry = DBG_Output::framingToStr;
     while (entry->framing != framing && !entry->name.empty()) {
         ++entry;
     }
-    return entry->name.c_str();
+    return entry->name;
 }
 
 std::string MC_directionRefusal(VCOM_Direction direction) {

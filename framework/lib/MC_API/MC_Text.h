@@ -47,13 +47,13 @@ private:
  *  A value outside its table, a negative one included, has the name "ERROR : OUT OF ARRAY !!!".
  *  The names belong to the tables. */
 /// @{
-char const* MC_tableName(std::string const* table, int entries, int value);
-char const* MC_directionName(VCOM_Direction direction);
-char const* MC_codecName(int codec);
+std::string const& MC_tableName(std::string const* table, int entries, int value);
+std::string const& MC_directionName(VCOM_Direction direction);
+std::string const& MC_codecName(int codec);
 /// @}
 
 /** The name of a framing; empty when the platform's table does not hold it. */
-char const* MC_framingName(VCOM_Framing framing);
+std::string const& MC_framingName(VCOM_Framing framing);
 
 /** "Direction ... invalid": the refusal of a direction that no command exists for. */
 std::string MC_directionRefusal(VCOM_Direction direction);

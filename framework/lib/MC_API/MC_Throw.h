@@ -10,8 +10,8 @@
  * specification is no part of a symbol's name: both kinds link.
  */
 #if __cplusplus < 201703L
-// Compilers warn of these specifications where they are written, not where they are declared; the
-// contract needs them, so that the warning has nothing to say to a client.
+// A client can't act on the warning that these specifications are deprecated: the contract needs
+// them.
 #pragma GCC system_header
 #define MC_THROW(types) throw types
 #else

@@ -4,15 +4,20 @@
 #include "MC_Log.h"
 #include "MC_Text.h"
 
+#include <cstddef>
+
 /** What a trace shows; it is written when the log's level exceeds the number. */
 enum MC_TraceKind : unsigned int {
     MC_TRACE_OPERATIONS = 1, ///< operations of the client, and events
     MC_TRACE_COMMANDS = 2    ///< the individual DSP commands
 };
 
-/** Whether traces of this kind are written. Ask before a text is built. */
+/**
+ * Whether traces of this kind are written. Ask before a text is built. Nothing is written without a
+ * log, which is the last thing that the manager's construction creates.
+ */
 inline bool MC_traces(MC_TraceKind kind) {
-    return (pMClog->level & 3U) > kind;
+    return pMClog != NULL && (pMClog->level & 3U) > kind;
 }
 
 /** Closes a text and writes it as a trace, with the prefix of this library's traces. */

@@ -5,6 +5,10 @@
 
 /**
  * A network address of any family. Its operations and destructor are defined by the platform.
+ *
+ * Addresses are plain values without a thread of their own; the library uses them on the thread on
+ * which it is called. Where no exception is named, an operation of the address classes throws
+ * nothing but std::bad_alloc.
  */
 class INetAddress {
 public:

@@ -7,8 +7,8 @@ class GC_MetaObject;
 
 /**
  * Destroys counted objects when their last reference is given back. A service that the platform
- * implements. It is a log of its own, to which every taking of a reference is traced while its
- * trace switch is on.
+ * implements; called by the library on the thread of its client. Throws nothing. It is a log of its
+ * own, to which every taking of a reference is traced while its trace switch is on.
  */
 class GC_GarbageCollector : public DBG_Log {
 public:

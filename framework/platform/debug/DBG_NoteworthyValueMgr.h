@@ -5,7 +5,8 @@
 
 /**
  * The board's noteworthy values: numbered debug values that an engineer sets on a running gateway.
- * A service that the platform implements.
+ * A service that the platform implements; called by the library on the thread that delivers IMC
+ * messages. Throws nothing.
  */
 class DBG_NoteworthyValueMgr {
 public:

@@ -12,9 +12,10 @@ class IPAddress;
 /**
  * The board's inter-module communication: messages between boards, and console commands.
  *
- * A service that the platform implements; every operation is called by the library, on the thread
- * that called the library. The class declares no data: a platform keeps its state beside it, or in
- * a class that derives from it.
+ * A service that the platform implements. Every operation is called by the library, on the thread
+ * that called the library: the client's, or the one that delivers messages and commands. Where no
+ * exception is named, none may leave the operation. The class declares no data: a platform keeps
+ * its state beside it, or in a class that derives from it.
  */
 class IMC_Manager {
 public:
@@ -34,15 +35,16 @@ public:
     static void coreDumpExit(int cause);
 
     /**
-     * Text of the console command with which the platform announces that the process is about to
-     * exit. Set before main() starts and never changed.
+     * The console command with which the platform announces that the process is about to exit: one
+     * word that holds neither "MC Channel" nor "MC Dsp". Set before the library is first called and
+     * never changed.
      */
     static std::string const prepExitCmd;
 
     /**
      * Delivers every message with this identifier to the observer, from now on. The first delivery
-     * may happen before this call returns. Several observers may be registered for one identifier;
-     * they are called in the order of registration.
+     * may happen before this call returns, on the same thread. Several observers may be registered
+     * for one identifier; they are called in the order of registration.
      * @param observer not owned; stays valid until it is unregistered
      * @param messageId IMC message identifier
      * @throw std::runtime_error when the observer is null or already registered for the identifier
@@ -51,7 +53,8 @@ public:
 
     /**
      * Ends a registration. Safe while a message is being delivered: the observer is not called
-     * again after this call returns.
+     * again after this call returns. The library also calls it for observers whose registration
+     * was refused, and survives the exception.
      * @throw std::runtime_error when the observer is not registered for the identifier
      */
     void unregistration(IMC_Observer* observer, long messageId);
@@ -76,7 +79,8 @@ public:
      * platform may fill the sender's address. Messages of one sender to one receiver arrive in the
      * order in which they were posted. Does not call back into the caller.
      * @throw std::runtime_error when the message can't be handed over, for example because nobody
-     *        serves the address
+     *        serves the address. An exception of another type ends the process, unless it comes
+     *        from a join or unjoin.
      */
     void post(imc_msg const& message);
 
@@ -89,7 +93,9 @@ public:
     /**
      * The IMC address of a board.
      * @param family IMC address family of the platform; the library passes 12
-     * @param address IPv4 address of the board
+     * @param address IPv4 address of a board that CFG_Manager knows, or of the local one
+     * @return the address; what an unknown board gets is the platform's choice. Posting to it shall
+     *         fail, so that the fault shows.
      */
     unsigned char getSid(int family, IPAddress const& address);
 

@@ -60,7 +60,7 @@ private:
  *   bytes 12-    payload          1024 bytes
  */
 struct imc_msg {
-    static std::size_t const payloadSize = 1024;
+    enum : std::size_t { payloadSize = 1024 };
 
     std::uint8_t header0;
     std::uint8_t sourceSid;

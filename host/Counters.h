@@ -1,0 +1,60 @@
+#ifndef HOST_COUNTERS_H
+#define HOST_COUNTERS_H
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace host {
+
+/** What can go wrong on the platform without ending it. */
+enum class Cause : std::size_t {
+    /** A message whose identifier nobody registered. */
+    messageWithoutObserver,
+    /** A message that was sent to an address which was detached before the delivery. */
+    messageDropped,
+    /** A message posted to an address that nobody serves. */
+    postRefused,
+    /** An exception left an observer. */
+    observerException,
+    /** A console line whose word nobody registered. */
+    commandWithoutObserver,
+    /** An answer while no console's command was being delivered. */
+    answerWithoutConsole,
+    /** A console threw at its answer. */
+    answerRefused,
+    /** The IMC address of a board that is not in the board table was asked for. */
+    unknownBoard,
+    /** A reference was given back that was not held. */
+    referenceNotHeld,
+    /** A configuration file was refused. */
+    configurationRefused,
+    /** A variable of the environment holds a bad value. */
+    badEnvironment,
+    /** A log sink threw at a line. */
+    logLineLost
+};
+
+/** Counters by cause. All operations may be called from any thread. */
+class Counters {
+public:
+    void add(Cause cause);
+    std::uint64_t value(Cause cause) const;
+
+    /** The causes that occurred, by name. */
+    std::map<std::string, std::uint64_t> occurred() const;
+
+    void clear();
+
+    static constexpr std::size_t causes = static_cast<std::size_t>(Cause::logLineLost) + 1;
+
+private:
+    std::array<std::atomic<std::uint64_t>, causes> counts{};
+};
+
+} // namespace host
+
+#endif

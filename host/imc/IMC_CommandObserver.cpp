@@ -1,0 +1,3 @@
+#include "imc/IMC_CommandObserver.h"
+
+IMC_CommandObserver::~IMC_CommandObserver() = default;

@@ -1,0 +1,472 @@
+#include "gateway/CallRunner.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+namespace gateway {
+
+namespace {
+
+char const privateSection[] = "/current//gw_priv";
+char const gatewaySection[] = "/current//gateway";
+char const faxProtoKey[] = "fax_proto";
+char const rtptickRequestKey[] = "rtptick_request";
+/** Number of the noteworthy value that keeps channels from arming fax-tone detection. */
+int const noteworthyNumber = 5;
+int const console = 1;
+
+std::string withoutNul(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
+    return text;
+}
+
+Report::Json toJson(Message const& message) {
+    Report::Json fields = Report::Json::object();
+    for (auto const& [field, value] : message.fields) {
+        fields[field] = value;
+    }
+    return {{"name", message.name}, {"fields", fields}, {"text", message.text()}};
+}
+
+struct OperationName {
+    char const* name;
+    SessionManager::Operation operation;
+};
+
+/** The library's operation. */
+OperationName nameOf(ChannelAction::Operation operation) {
+    switch (operation) {
+    case ChannelAction::Operation::open:
+        return {"openChannel", &MC_Manager::openChannel};
+    case ChannelAction::Operation::update:
+        return {"updateChannel", &MC_Manager::updateChannel};
+    case ChannelAction::Operation::activateFax:
+        return {"activateFax", &MC_Manager::activateFax};
+    case ChannelAction::Operation::join:
+        return {"joinChannel", &MC_Manager::joinChannel};
+    case ChannelAction::Operation::unjoin:
+        return {"unjoinChannel", &MC_Manager::unjoinChannel};
+    case ChannelAction::Operation::close:
+        break;
+    }
+    return {"closeChannel", &MC_Manager::closeChannel};
+}
+
+std::string textOf(Configuration const& change) {
+    std::string text;
+    auto const add = [&text](std::string const& name, std::string const& value) {
+        text += " " + name + "=" + value;
+    };
+    if (change.faxProto) {
+        add(faxProtoKey, *change.faxProto);
+    }
+    if (change.rtptickRequest) {
+        add(rtptickRequestKey, std::to_string(*change.rtptickRequest));
+    }
+    if (change.noteworthyValue5) {
+        add("noteworthyValue5", std::to_string(*change.noteworthyValue5));
+    }
+    if (change.voicelan) {
+        add("voicelan", *change.voicelan);
+    }
+    for (std::string const& name : change.remove) {
+        add("remove", name);
+    }
+    return text;
+}
+
+std::string textOf(std::vector<FieldSetting> const& fields) {
+    std::string text;
+    for (FieldSetting const& setting : fields) {
+        text += " " + setting.field->name + "=" + setting.field->type.text(setting.value);
+    }
+    return text;
+}
+
+/** What a step does, as a person reads it. */
+struct Description {
+    std::string const& channel;
+    /** As the library's own texts name the channel. */
+    std::string const& identifier;
+
+    std::string operator()(ChannelAction const& action) const {
+        return std::string(nameOf(action.operation).name) + " " + channel + " channel(" +
+               identifier + ")" + textOf(action.set);
+    }
+    std::string operator()(DtmfAction const& action) const {
+        return "dtmf " + channel + " digit=" + std::to_string(action.digit) +
+               " duration=" + std::to_string(action.duration) + "ms";
+    }
+    std::string operator()(FaxToneAction const&) const { return "faxTone " + channel; }
+    std::string operator()(AlertAction const& action) const {
+        return "alert " + channel + " value=" + std::to_string(action.value);
+    }
+    std::string operator()(FailNextAction const& action) const {
+        return "failNext " + channel +
+               " error=" + boardErrorType().text(static_cast<std::int64_t>(action.error));
+    }
+    std::string operator()(ConfigureAction const& action) const {
+        return "configure" + textOf(action.change);
+    }
+    std::string operator()(ConsoleAction const& action) const { return "console " + action.line; }
+    std::string operator()(WaitAction const& action) const {
+        return "wait " + std::to_string(action.time.count()) + "ms";
+    }
+    std::string operator()(LogLevelAction const& action) const {
+        return "logLevel " + std::to_string(action.level);
+    }
+};
+
+} // namespace
+
+struct CallRunner::Doer {
+    CallRunner& runner;
+    MC_Channel* channel;
+
+    void operator()(ChannelAction const& action) const {
+        runner.set(*channel, action.set);
+        auto const refusal = runner.sessions->perform(nameOf(action.operation).operation, *channel);
+        if (refusal) {
+            runner.seeRefusal(*refusal);
+        }
+    }
+    void operator()(DtmfAction const& action) const {
+        board().raiseDtmf(channel->dsp, direction(), action.digit, action.duration);
+    }
+    void operator()(FaxToneAction const&) const { board().raiseFaxTone(channel->dsp); }
+    void operator()(AlertAction const& action) const {
+        board().raiseAlert(channel->dsp, direction(), action.value);
+    }
+    void operator()(FailNextAction const& action) const {
+        board().failNext(channel->dsp, action.error);
+    }
+    void operator()(ConfigureAction const& action) const {
+        runner.configure(action.change);
+        runner.workstation.announceConfiguration();
+    }
+    void operator()(ConsoleAction const& action) const {
+        runner.workstation.typeCommand(
+            expanded(action.line, runner.context()), console,
+            [&to = runner](std::string const& text) { to.seeAnswer(text); });
+    }
+    void operator()(WaitAction const&) const {}
+    void operator()(LogLevelAction const& action) const {
+        runner.workstation.setLogLevel(action.level);
+    }
+
+    dsp::Board& board() const { return runner.boards->at(channel->sid); }
+    dsp::Direction direction() const { return static_cast<dsp::Direction>(channel->direction); }
+};
+
+CallRunner::CallRunner(CallFile const& callFile, Report& to, std::optional<unsigned> level)
+    : file(callFile), report(to), logLevel(level), workstation(host::Workstation::instance()) {}
+
+CallRunner::~CallRunner() {
+    sessions.reset();
+    boards.reset();
+    workstation.reset();
+}
+
+CheckContext CallRunner::context() const {
+    return {file.channels,
+            [this](std::size_t channel) -> MC_Channel const& { return *records[channel]; }};
+}
+
+void CallRunner::fail(Failure const& failure) {
+    ++summary.failed;
+    report.failure(file.path, current == nullptr ? 0 : current->position.line, place, failure);
+}
+
+/* What is seen */
+
+void CallRunner::seeMessage(char const* kind, Message const& message) {
+    report.entry(kind, message.text(), toJson(message));
+}
+
+Boards::Tap CallRunner::boardsTap() {
+    Boards::Tap tap;
+    tap.command = [this](Message const& command) {
+        ++summary.commands;
+        seen.commands.push_back(command);
+        seeMessage("command", command);
+    };
+    tap.event = [this](Message const& event) {
+        ++summary.events;
+        seen.events.push_back(event);
+        seeMessage("event", event);
+    };
+    tap.report = [this](std::string const& ip, std::string const& text) {
+        report.entry("board", text + " from=" + ip, {{"from", ip}, {"text", text}});
+        bool const isOnRequest = text.rfind("refused: on request", 0) == 0;
+        if (!isOnRequest) {
+            seen.reports.push_back(text);
+        }
+    };
+    return tap;
+}
+
+void CallRunner::seeCallback(Message const& callback) {
+    ++summary.callbacks;
+    seen.callbacks.push_back(callback);
+    seeMessage("callback", callback);
+}
+
+void CallRunner::seeLog(host::Workstation::LogLine const& line) {
+    std::string const detail = withoutNul(line.detail);
+    std::string text = withoutNul(line.text);
+    text.erase(text.find_last_not_of(" \n") + 1);
+    text += detail.empty() ? "" : ": " + detail;
+    (line.isError ? seen.errors : seen.traces).push_back(text);
+    report.entry(line.isError ? "error" : "trace", text,
+                 {{"text", text}, {"source", line.file}, {"source_line", line.line}});
+}
+
+void CallRunner::seeRefusal(std::string const& text) {
+    ++summary.refusals;
+    seen.refusal = withoutNul(text);
+    report.entry("refused", *seen.refusal, {{"text", *seen.refusal}});
+}
+
+void CallRunner::seeAnswer(std::string const& text) {
+    std::string const plain = withoutNul(text);
+    seen.answer += plain;
+    ++seen.answers;
+    report.entry("answer", plain, {{"text", plain}});
+}
+
+void CallRunner::endByLibrary(int cause) {
+    fail({"the library ended the process",
+          {},
+          {"IMC_Manager::coreDumpExit(" + std::to_string(cause) + "); the errors above say why"}});
+    report.endFile(file.path, summary);
+    report.end();
+    std::_Exit(exitStatusOfFatal);
+}
+
+/* The call file from its beginning to its end */
+
+void CallRunner::configure(Configuration const& change) {
+    if (change.faxProto) {
+        workstation.setConfiguration(privateSection, faxProtoKey, *change.faxProto);
+    }
+    if (change.rtptickRequest) {
+        workstation.setConfiguration(gatewaySection, rtptickRequestKey, *change.rtptickRequest);
+    }
+    if (change.noteworthyValue5) {
+        workstation.setNoteworthyValue(noteworthyNumber, *change.noteworthyValue5);
+    }
+    if (change.voicelan) {
+        workstation.setInterface("voicelan", *change.voicelan);
+    }
+    for (std::string const& name : change.remove) {
+        if (name == faxProtoKey) {
+            workstation.removeConfiguration(privateSection, faxProtoKey);
+        } else if (name == rtptickRequestKey) {
+            workstation.removeConfiguration(gatewaySection, rtptickRequestKey);
+        } else {
+            workstation.removeNoteworthyValue(noteworthyNumber);
+        }
+    }
+}
+
+void CallRunner::set(MC_Channel& channel, std::vector<FieldSetting> const& fields) {
+    for (FieldSetting const& setting : fields) {
+        setting.field->set(sessions->manager(), channel, setting.value);
+    }
+}
+
+void CallRunner::prepare() {
+    workstation.reset();
+    workstation.setLogSink([this](host::Workstation::LogLine const& line) { seeLog(line); });
+    workstation.setExitAction([this](int cause) { endByLibrary(cause); });
+    if (logLevel) {
+        workstation.setLogLevel(*logLevel);
+    }
+    objectsBefore = workstation.liveObjects();
+    boards.emplace(workstation, file.boards, boardsTap());
+    sessions.emplace([this](Message const& callback) { seeCallback(callback); });
+    configure(file.configuration);
+    if (file.isConfigured) {
+        workstation.announceConfiguration();
+    }
+    workstation.dispatcher().runReady();
+    prepareChannels();
+}
+
+void CallRunner::prepareChannels() {
+    doInLoop([this] {
+        for (ChannelEntry const& entry : file.channels) {
+            records.push_back(&sessions->create(entry.name));
+            set(*records.back(), entry.fields);
+        }
+    });
+}
+
+/** Runs the task as one of the dispatch loop, where no event can come in between. */
+void CallRunner::doInLoop(std::function<void()> const& task) {
+    bool isDone = false;
+    workstation.dispatcher().post([&task, &isDone] {
+        task();
+        isDone = true;
+    });
+    while (!isDone) {
+        workstation.dispatcher().runUntil([&isDone] { return isDone; }, file.deadline);
+    }
+}
+
+/** @return false when what is to come was not there at the deadline */
+bool CallRunner::awaitEvents(Step const& step) {
+    host::Dispatcher& loop = workstation.dispatcher();
+    auto const end = host::Dispatcher::Clock::now() + file.deadline;
+    auto const isDone = [&] {
+        return isComplete(step, seen) && (!step.settle || boards->pending() == 0);
+    };
+    // What the step set off in this process is on its way already; the rest is waited for.
+    loop.runReady();
+    while (!isDone()) {
+        auto const left =
+            std::chrono::duration_cast<Milliseconds>(end - host::Dispatcher::Clock::now());
+        if (!loop.runUntil(isDone, left)) {
+            return false;
+        }
+        loop.runReady();
+    }
+    return true;
+}
+
+void CallRunner::runStep(Step const& step) {
+    MC_Channel* const channel = step.channel ? records[*step.channel] : nullptr;
+    std::string const name = step.channel ? file.channels[*step.channel].name : "";
+    current = &step;
+    std::string const identifier = channel == nullptr ? "" : channel->getIdentifier();
+    place = std::visit(Description{name, identifier}, step.action);
+    seen = Observed();
+    if (!step.note.empty()) {
+        report.note(step.note);
+    }
+    doInLoop([&] {
+        report.entry("operation", place,
+                     {{"file", file.path},
+                      {"line", step.position.line},
+                      {"step", step.verb},
+                      {"channel", name},
+                      {"text", place}});
+        try {
+            std::visit(Doer{*this, channel}, step.action);
+        } catch (std::exception const& error) {
+            fail({"the step could not be done", {}, {error.what()}});
+        }
+    });
+    if (WaitAction const* const wait = std::get_if<WaitAction>(&step.action)) {
+        workstation.dispatcher().runUntil([] { return false; }, wait->time);
+    }
+    bool const isInTime = awaitEvents(step);
+    judgeStep(step, isInTime);
+    ++summary.stepsDone;
+}
+
+void CallRunner::judgeStep(Step const& step, bool isInTime) {
+    if (!isInTime) {
+        fail({"not in time",
+              {"everything that was waited for, within " + std::to_string(file.deadline.count()) +
+               " ms"},
+              {std::to_string(seen.commands.size()) + " commands, " +
+               std::to_string(seen.events.size()) + " events, " +
+               std::to_string(seen.callbacks.size()) + " callbacks, " +
+               std::to_string(boards->pending()) + " acknowledgements still to come"}});
+    }
+    requireLiveRecords();
+    Verdict const verdict = judge(step, seen, context());
+    summary.held += verdict.held;
+    std::for_each(verdict.failures.begin(), verdict.failures.end(),
+                  [this](Failure const& failure) { fail(failure); });
+}
+
+/** Reading a record that was destroyed early would be undefined: the file ends there instead. */
+void CallRunner::requireLiveRecords() const {
+    std::size_t const live = workstation.liveObjects();
+    if (live < objectsBefore + records.size()) {
+        throw std::runtime_error(
+            "of " + std::to_string(records.size()) +
+            " channel records that the Session Manager holds a reference on, " +
+            std::to_string(objectsBefore + records.size() - live) + " were destroyed");
+    }
+}
+
+void CallRunner::runSteps() {
+    for (Step const& step : file.steps) {
+        runStep(step);
+    }
+    current = nullptr;
+    place = "end of the file";
+    Step rest;
+    rest.action = WaitAction();
+    seen = Observed();
+    judgeStep(rest, awaitEvents(rest));
+}
+
+void CallRunner::checkListings() {
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        unsigned const listings = SessionManager::listings(*records[i]);
+        if (listings != 0 && !file.leaveOpen) {
+            fail({"listed channels",
+                  {file.channels[i].name + " closed"},
+                  {file.channels[i].name + " in state " +
+                   findChannelField("state")->type.text(std::int64_t{records[i]->state}) +
+                   ", still listed " + std::to_string(listings) +
+                   (listings == 1 ? " time" : " times")}});
+        }
+    }
+}
+
+void CallRunner::finish() {
+    checkListings();
+    auto const stillListed = std::count_if(records.begin(), records.end(), [](auto const* each) {
+        return SessionManager::listings(*each) != 0;
+    });
+    sessions.reset();
+    boards.reset();
+    std::size_t const expected = objectsBefore + static_cast<std::size_t>(stillListed);
+    if (workstation.liveObjects() != expected) {
+        fail({"references",
+              {"all returned"},
+              {std::to_string(workstation.liveObjects()) + " objects exist, " +
+               std::to_string(expected) + " of them rightly"}});
+    }
+    checkPlatform();
+}
+
+/** What went wrong on the platform fails the file, unless a step has shown it already. */
+void CallRunner::checkPlatform() {
+    std::set<std::string> const shownElsewhere = {"imc.post_refused", "imc.unknown_board",
+                                                  "console.command_without_observer",
+                                                  "environment.bad_value"};
+    for (auto const& [cause, count] : workstation.counters()) {
+        if (shownElsewhere.count(cause) == 0) {
+            fail({"faults of the platform", {}, {cause + ": " + std::to_string(count)}});
+        }
+    }
+}
+
+Summary CallRunner::run() {
+    summary = Summary();
+    summary.steps = file.steps.size();
+    report.beginFile(file.path, file.title);
+    place = "beginning of the file";
+    try {
+        prepare();
+        report.startClock();
+        runSteps();
+        finish();
+    } catch (std::exception const& error) {
+        fail({"the call file could not be run to its end", {}, {error.what()}});
+    }
+    report.endFile(file.path, summary);
+    return summary;
+}
+
+} // namespace gateway

@@ -1,0 +1,183 @@
+#include "gateway/Message.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace gateway {
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct Entry {
+    std::string name;
+    Words fields;
+};
+
+Words const acknowledgeFields = {"dsp", "error", "port", "from"};
+
+std::vector<Entry> const commandEntries = {
+    {"OpenVoice in",
+     {"dsp", "codec", "fax", "remote", "remoteRtcp", "local", "tick", "param1", "param2", "dtmfPt",
+      "redundancyPt", "to"}},
+    {"OpenVoice out",
+     {"dsp", "codec", "fax", "remote", "remoteRtcp", "local", "dtmfPt", "redundancyPt", "to"}},
+    {"UpdateVoice in", {"dsp", "remote", "remoteRtcp", "local", "dtmfPt", "redundancyPt", "to"}},
+    {"UpdateVoice out", {"dsp", "remote", "remoteRtcp", "local", "dtmfPt", "redundancyPt", "to"}},
+    {"CloseVoice in", {"dsp", "to"}},
+    {"CloseVoice out", {"dsp", "to"}},
+    {"SetParameter",
+     {"dsp", "SILENCE_COMPRESSION", "DIGIT_DETECTION", "PACKET_LENGTH", "FAX_T38", "to"}},
+    {"OpenFax in", {"dsp", "protocol", "to"}},
+    {"OpenFax out", {"dsp", "protocol", "remote", "redundancy", "depth", "noSignal", "ced", "to"}},
+    {"CloseFax in", {"dsp", "to"}},
+    {"CloseFax out", {"dsp", "to"}},
+    {"Join", {"dsp", "peer", "board", "otherBoard", "to"}},
+    {"Unjoin", {"dsp", "to"}},
+};
+
+std::vector<Entry> const eventEntries = {
+    {"OpenVoiceAck in", acknowledgeFields},
+    {"OpenVoiceAck out", acknowledgeFields},
+    {"CloseVoiceAck in", acknowledgeFields},
+    {"CloseVoiceAck out", acknowledgeFields},
+    {"OpenFaxAck in", acknowledgeFields},
+    {"OpenFaxAck out", acknowledgeFields},
+    {"CloseFaxAck in", acknowledgeFields},
+    {"CloseFaxAck out", acknowledgeFields},
+    {"Dtmf in", {"dsp", "digit", "duration", "from"}},
+    {"Dtmf out", {"dsp", "digit", "duration", "from"}},
+    {"FaxTone", {"dsp", "from"}},
+    {"Alert in", {"dsp", "value", "from"}},
+    {"Alert out", {"dsp", "value", "from"}},
+};
+
+std::vector<Entry> const callbackEntries = {
+    {"ackEvent", {"channel", "error", "port"}},
+    {"ackErrorEvent", {"channel"}},
+    {"dtmfEvent", {"channel", "digit", "duration"}},
+    {"faxToneEvent", {"channel"}},
+};
+
+std::vector<Entry> const& entriesOf(Vocabulary vocabulary) {
+    switch (vocabulary) {
+    case Vocabulary::commands:
+        return commandEntries;
+    case Vocabulary::events:
+        return eventEntries;
+    case Vocabulary::callbacks:
+        break;
+    }
+    return callbackEntries;
+}
+
+std::string joined(Words const& words) {
+    std::string text;
+    for (std::string const& word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text;
+}
+
+Words namesOf(std::vector<Entry> const& entries) {
+    Words names;
+    for (Entry const& entry : entries) {
+        names.push_back(entry.name);
+    }
+    return names;
+}
+
+bool isWordCharacter(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
+}
+
+/** Where the field name that ends at `equals` starts, if it is one with a blank before it. */
+std::string::size_type startOfName(std::string const& text, std::string::size_type equals) {
+    std::string::size_type start = equals;
+    while (start > 0 && isWordCharacter(text[start - 1])) {
+        --start;
+    }
+    bool const isName = start < equals && start > 0 && text[start - 1] == ' ';
+    return isName ? start : std::string::npos;
+}
+
+std::string trimmed(std::string const& text) {
+    std::string::size_type const first = text.find_first_not_of(' ');
+    std::string::size_type const last = text.find_last_not_of(' ');
+    return first == std::string::npos ? "" : text.substr(first, last - first + 1);
+}
+
+/** A value without the remark in parentheses that may follow it: "2" of "2(already open)". */
+std::string plainValue(std::string const& value) {
+    return trimmed(value.substr(0, value.find('(')));
+}
+
+} // namespace
+
+std::string const* Message::find(std::string const& field) const {
+    auto const found = std::find_if(fields.begin(), fields.end(),
+                                    [&field](auto const& each) { return each.first == field; });
+    return found == fields.end() ? nullptr : &found->second;
+}
+
+std::string Message::text() const {
+    std::string result = name;
+    for (auto const& [field, value] : fields) {
+        result += " ";
+        result += field;
+        result += "=";
+        result += value;
+    }
+    return result;
+}
+
+Message parseMessage(std::string const& text) {
+    Message message;
+    std::string::size_type valueStart = 0;
+    auto const closePiece = [&](std::string::size_type end) {
+        std::string const piece = trimmed(text.substr(valueStart, end - valueStart));
+        (message.fields.empty() ? message.name : message.fields.back().second) = piece;
+    };
+    for (auto equals = text.find('='); equals != std::string::npos;
+         equals = text.find('=', equals + 1)) {
+        auto const start = startOfName(text, equals);
+        if (start != std::string::npos) {
+            closePiece(start);
+            message.fields.emplace_back(text.substr(start, equals - start), "");
+            valueStart = equals + 1;
+        }
+    }
+    closePiece(text.size());
+    return message;
+}
+
+bool matches(Message const& pattern, Message const& seen) {
+    return pattern.name == seen.name &&
+           std::all_of(pattern.fields.begin(), pattern.fields.end(), [&seen](auto const& wanted) {
+               std::string const* const value = seen.find(wanted.first);
+               return value != nullptr && plainValue(*value) == plainValue(wanted.second);
+           });
+}
+
+std::string faultOf(Message const& pattern, Vocabulary vocabulary) {
+    auto const& entries = entriesOf(vocabulary);
+    auto const entry = std::find_if(entries.begin(), entries.end(), [&pattern](Entry const& each) {
+        return each.name == pattern.name;
+    });
+    if (entry == entries.end()) {
+        return "unknown name \"" + pattern.name + "\": expected one of " + joined(namesOf(entries));
+    }
+    for (auto const& [field, value] : pattern.fields) {
+        if (std::count(entry->fields.begin(), entry->fields.end(), field) == 0) {
+            return "unknown field \"" + field + "\" of " + entry->name + ": expected one of " +
+                   joined(entry->fields);
+        }
+        if (value.empty()) {
+            return "field \"" + field + "\" of " + entry->name + " has no value: expected " +
+                   field + "=VALUE";
+        }
+    }
+    return "";
+}
+
+} // namespace gateway

@@ -1,0 +1,201 @@
+#include "gateway/Report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+namespace gateway {
+
+namespace {
+
+/** Times, kinds and texts stand in columns. */
+int const timeWidth = 8;
+int const kindWidth = 9;
+std::string const textMargin(timeWidth + kindWidth + 7, ' ');
+
+/** The lines below the first begin with the margin, except empty ones. */
+std::string indented(std::string const& text, std::string const& margin) {
+    std::string result;
+    bool isNewLine = false;
+    for (char const each : text) {
+        if (isNewLine && each != '\n') {
+            result += margin;
+        }
+        result += each;
+        isNewLine = each == '\n';
+    }
+    return result;
+}
+
+/** A text as a person reads it: without NUL characters, tabs, and empty lines around it. */
+std::string readable(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
+    text.erase(text.find_last_not_of("\n\r ") + 1);
+    text.erase(0, text.find_first_not_of('\n'));
+    for (auto tab = text.find('\t'); tab != std::string::npos; tab = text.find('\t', tab)) {
+        text.replace(tab, 1, "    ");
+    }
+    return text;
+}
+
+/** "expected" or "seen" with one line for each of the texts. */
+std::string listing(std::string const& label, std::vector<std::string> const& texts) {
+    std::string const margin(10, ' ');
+    if (texts.empty()) {
+        return "\n" + label + "nothing";
+    }
+    std::string result;
+    for (std::string const& text : texts) {
+        result +=
+            (result.empty() ? "\n" + label : "\n" + margin) + indented(readable(text), margin);
+    }
+    return result;
+}
+
+std::string plural(std::size_t count, std::string const& word) {
+    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+}
+
+Report::Json toJson(Summary const& summary) {
+    return {{"passed", summary.failed == 0},   {"steps", summary.steps},
+            {"steps_done", summary.stepsDone}, {"expectations_held", summary.held},
+            {"failures", summary.failed},      {"commands", summary.commands},
+            {"events", summary.events},        {"callbacks", summary.callbacks},
+            {"refusals", summary.refusals}};
+}
+
+std::string toText(Summary const& summary) {
+    std::string const steps =
+        summary.stepsDone == summary.steps
+            ? plural(summary.steps, "step")
+            : std::to_string(summary.stepsDone) + " of " + plural(summary.steps, "step");
+    return (summary.failed == 0 ? "passed" : "FAILED") + (": " + steps) + ", " +
+           plural(summary.held, "expectation") + " held, " + plural(summary.failed, "failure") +
+           "; " + plural(summary.commands, "command") + ", " + plural(summary.events, "event") +
+           ", " + plural(summary.callbacks, "callback") + ", " +
+           plural(summary.refusals, "refusal");
+}
+
+void add(Summary& total, Summary const& more) {
+    total.steps += more.steps;
+    total.stepsDone += more.stepsDone;
+    total.held += more.held;
+    total.failed += more.failed;
+    total.commands += more.commands;
+    total.events += more.events;
+    total.callbacks += more.callbacks;
+    total.refusals += more.refusals;
+}
+
+} // namespace
+
+Report::Report(std::ostream& stream, ReportOptions const& how)
+    : out(stream), options(how), start(std::chrono::steady_clock::now()) {}
+
+double Report::milliseconds() const {
+    std::chrono::duration<double, std::milli> const elapsed =
+        std::chrono::steady_clock::now() - start;
+    return std::round(elapsed.count() * 10) / 10;
+}
+
+void Report::writeJson(Json const& object) {
+    // A text of a message may hold any byte; a JSON text may not.
+    out << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+}
+
+void Report::writeLine(std::string const& kind, std::string const& text) {
+    std::ostringstream line;
+    line << std::fixed << std::setprecision(1) << std::setw(timeWidth) << milliseconds() << " ms  "
+         << std::left << std::setw(kindWidth) << kind << "  "
+         << indented(readable(text), textMargin);
+    out << line.str() << '\n' << std::flush;
+}
+
+void Report::beginFile(std::string const& path, std::string const& title) {
+    startClock();
+    if (options.quiet) {
+        return;
+    }
+    if (options.json) {
+        writeJson({{"type", "file"}, {"file", path}, {"title", title}});
+    } else {
+        out << (files == 0 ? "" : "\n") << path << (title.empty() ? "" : ": ") << title << '\n'
+            << std::flush;
+    }
+}
+
+void Report::startClock() {
+    start = std::chrono::steady_clock::now();
+}
+
+void Report::entry(std::string const& kind, std::string const& text, Json const& details) {
+    if (options.quiet) {
+        return;
+    }
+    if (options.json) {
+        Json object = {{"type", kind}, {"time_ms", milliseconds()}};
+        object.update(details);
+        writeJson(object);
+    } else {
+        writeLine(kind, text);
+    }
+}
+
+void Report::note(std::string const& text) {
+    if (options.quiet) {
+        return;
+    }
+    if (options.json) {
+        writeJson({{"type", "note"}, {"time_ms", milliseconds()}, {"text", text}});
+    } else {
+        out << "\n  " << text << '\n' << std::flush;
+    }
+}
+
+void Report::failure(std::string const& file, unsigned line, std::string const& operation,
+                     Failure const& what) {
+    if (options.json) {
+        writeJson({{"type", "failure"},
+                   {"time_ms", milliseconds()},
+                   {"file", file},
+                   {"line", line},
+                   {"operation", operation},
+                   {"what", what.what},
+                   {"expected", what.expected},
+                   {"seen", what.seen}});
+    } else {
+        std::string const place = file + (line == 0 ? "" : ":" + std::to_string(line));
+        writeLine("FAILED", place + ": " + operation + ": " + what.what +
+                                listing("expected  ", what.expected) +
+                                listing("seen      ", what.seen));
+    }
+}
+
+void Report::endFile(std::string const& path, Summary const& summary) {
+    ++files;
+    filesFailed += summary.failed == 0 ? 0 : 1;
+    add(total, summary);
+    if (options.json) {
+        Json object = {{"type", "file_summary"}, {"time_ms", milliseconds()}, {"file", path}};
+        object.update(toJson(summary));
+        writeJson(object);
+    } else {
+        out << (options.quiet ? "" : "\n") << path << ": " << toText(summary) << '\n' << std::flush;
+    }
+}
+
+void Report::end() {
+    if (options.json) {
+        Json object = {{"type", "summary"}, {"files", files}, {"files_failed", filesFailed}};
+        object.update(toJson(total));
+        writeJson(object);
+    } else if (files > 1) {
+        out << (options.quiet ? "" : "\n") << plural(files, "file") << ", "
+            << std::to_string(filesFailed) << " failed: " << toText(total) << '\n'
+            << std::flush;
+    }
+}
+
+} // namespace gateway

@@ -1,0 +1,92 @@
+#ifndef GATEWAY_REPORT_H
+#define GATEWAY_REPORT_H
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace gateway {
+
+/** An expectation that did not hold. Nothing expected or seen is an empty list. */
+struct Failure {
+    /** What was looked at: "callbacks", "state of caller-in". */
+    std::string what;
+    std::vector<std::string> expected;
+    std::vector<std::string> seen;
+};
+
+/** What happened in a call file, in numbers. */
+struct Summary {
+    std::size_t steps = 0;
+    std::size_t stepsDone = 0;
+    std::size_t held = 0;
+    std::size_t failed = 0;
+    std::size_t commands = 0;
+    std::size_t events = 0;
+    std::size_t callbacks = 0;
+    std::size_t refusals = 0;
+};
+
+struct ReportOptions {
+    /** One JSON object per line instead of lines for a person. */
+    bool json = false;
+    /** Failures and summaries only. */
+    bool quiet = false;
+};
+
+/**
+ * Writes what happens, as it happens: one line, or one JSON object, for each operation, command,
+ * event, callback and so on, with the time since the beginning of the call file.
+ */
+class Report {
+public:
+    using Json = nlohmann::ordered_json;
+
+    /** @param stream stays valid as long as the report */
+    Report(std::ostream& stream, ReportOptions const& options);
+
+    void beginFile(std::string const& path, std::string const& title);
+
+    /** Times count from here on. */
+    void startClock();
+
+    /**
+     * Something happened.
+     * @param kind a word such as "command"
+     * @param text for a person; may have several lines, NUL characters are left out
+     * @param details what a machine gets besides time and kind
+     */
+    void entry(std::string const& kind, std::string const& text, Json const& details);
+
+    /** A remark of the call file's author on what comes. */
+    void note(std::string const& text);
+
+    /** @param place "FILE:LINE" and what was done there */
+    void failure(std::string const& file, unsigned line, std::string const& operation,
+                 Failure const& failure);
+
+    void endFile(std::string const& path, Summary const& summary);
+
+    /** After the last file. */
+    void end();
+
+private:
+    double milliseconds() const;
+    void writeJson(Json const& object);
+    void writeLine(std::string const& kind, std::string const& text);
+
+    std::ostream& out;
+    ReportOptions options;
+    std::chrono::steady_clock::time_point start;
+    std::size_t files = 0;
+    std::size_t filesFailed = 0;
+    Summary total;
+};
+
+} // namespace gateway
+
+#endif

@@ -1,0 +1,107 @@
+#include "gateway/CallFile.h"
+#include "gateway/CallRunner.h"
+#include "gateway/Report.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+/** Exit statuses; exitStatusOfFatal stands with the runner. */
+enum Status { allHeld = 0, someFailed = 1, badInput = 2 };
+
+char const callHelp[] =
+    R"(A call file is TOML: boards, channels, and steps with what is expected of each.
+
+  [[board]]
+  ip = "10.0.0.1"
+  sid = 0x10
+
+  [[channel]]
+  name = "caller-in"
+  mediaGateway = "10.0.0.1"
+  direction = "in"
+  codec = "G.711 A-law"
+  rtpRemote = "10.0.9.1:4000"
+
+  [[step]]
+  open = "caller-in"
+  expect.callbacks = ["ackEvent channel=caller-in error=0"]
+  expect.state = "Voice_Open"
+
+  [[step]]
+  close = "caller-in"
+  expect.callbacks = ["ackErrorEvent channel=none"]
+
+Examples: examples/calls/. All keys: docs/call-files.md.
+
+Exit status: 0 when every expectation held, 1 when one failed, 2 for a bad command line or an
+error in a call file, 3 when the library ended the process.)";
+
+struct CallOptions {
+    std::vector<std::string> files;
+    std::optional<unsigned> logLevel;
+    gateway::ReportOptions report;
+};
+
+CLI::App* addCall(CLI::App& program, CallOptions& options) {
+    CLI::App* const call =
+        program.add_subcommand("call", "Place the calls that call files describe, and check what "
+                                       "is expected of them");
+    call->add_option("FILE", options.files, "Call files")->required();
+    call->add_option("--log-level", options.logLevel,
+                     "Level of the library's log: 2 shows operations and events, 3 also commands")
+        ->check(CLI::Range(0U, 3U));
+    call->add_flag("--json", options.report.json, "One JSON object per line");
+    call->add_flag("--quiet", options.report.quiet, "Failures and summaries only");
+    call->footer(callHelp);
+    return call;
+}
+
+int runCalls(CallOptions const& options) {
+    std::vector<gateway::CallFile> files;
+    for (std::string const& path : options.files) {
+        files.push_back(gateway::readCallFile(path));
+    }
+    gateway::Report report(std::cout, options.report);
+    bool isAllHeld = true;
+    for (gateway::CallFile const& file : files) {
+        gateway::CallRunner runner(file, report, options.logLevel);
+        isAllHeld = runner.run().failed == 0 && isAllHeld;
+    }
+    report.end();
+    if (!std::cout) {
+        throw std::runtime_error("the report can't be written");
+    }
+    return isAllHeld ? allHeld : someFailed;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App program("The media gateway's Session Manager on a workstation");
+    CallOptions options;
+    addCall(program, options);
+    try {
+        program.parse(argc, argv);
+        if (program.get_subcommands().empty()) {
+            throw CLI::RequiredError::Subcommand(1);
+        }
+        return runCalls(options);
+    } catch (CLI::ParseError const& error) {
+        return program.exit(error) == 0 ? allHeld : badInput;
+    } catch (gateway::CallFileError const& error) {
+        std::cerr << error.what() << '\n';
+        return badInput;
+    } catch (std::exception const& error) {
+        std::cerr << "mcgw: " << error.what() << '\n';
+        return someFailed;
+    }
+}

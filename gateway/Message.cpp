@@ -112,6 +112,15 @@ std::string plainValue(std::string const& value) {
     return trimmed(value.substr(0, value.find('(')));
 }
 
+std::string unknownField(std::string const& field, Entry const& of) {
+    return "unknown field \"" + field + "\" of " + of.name + ": expected one of " +
+           joined(of.fields);
+}
+
+std::string missingValue(std::string const& field, Entry const& of) {
+    return "field \"" + field + "\" of " + of.name + " has no value: expected " + field + "=VALUE";
+}
+
 } // namespace
 
 std::string const* Message::find(std::string const& field) const {
@@ -169,12 +178,10 @@ std::string faultOf(Message const& pattern, Vocabulary vocabulary) {
     }
     for (auto const& [field, value] : pattern.fields) {
         if (std::count(entry->fields.begin(), entry->fields.end(), field) == 0) {
-            return "unknown field \"" + field + "\" of " + entry->name + ": expected one of " +
-                   joined(entry->fields);
+            return unknownField(field, *entry);
         }
         if (value.empty()) {
-            return "field \"" + field + "\" of " + entry->name + " has no value: expected " +
-                   field + "=VALUE";
+            return missingValue(field, *entry);
         }
     }
     return "";

@@ -86,7 +86,7 @@ std::optional<std::string> Section::text(std::string const& key) {
     if (node == nullptr) {
         return std::nullopt;
     }
-    auto const value = node->value_exact<std::string>();
+    auto value = node->value_exact<std::string>();
     if (!value) {
         failValue(file, *node, key, "a text in quotation marks");
     }
@@ -145,7 +145,7 @@ std::optional<FieldValue> Section::value(std::string const& key, FieldType const
         return std::nullopt;
     }
     auto const written = writtenValue(*node);
-    auto const parsed = written ? type.parse(*written) : std::nullopt;
+    auto parsed = written ? type.parse(*written) : std::nullopt;
     if (!parsed) {
         failValue(file, *node, key, type.expected);
     }
@@ -212,17 +212,24 @@ void Section::failMissing(std::string const& key) const {
     fail("\"" + key + "\" is missing in " + what);
 }
 
-void Section::finish() const {
-    std::string expected;
+std::string Section::knownKeys() const {
+    std::string keys;
     for (std::string const& key : known) {
-        expected += (expected.empty() ? "" : ", ") + key;
+        keys += (keys.empty() ? "" : ", ") + key;
     }
+    return keys;
+}
+
+void Section::failUnknown(std::string const& key, Position where) const {
+    gateway::fail(file, where,
+                  "unknown key \"" + key + "\" in " + what + ": expected one of " + knownKeys());
+}
+
+void Section::finish() const {
     for (auto const& [key, value] : table) {
         std::string const name(key.str());
         if (std::find(known.begin(), known.end(), name) == known.end()) {
-            gateway::fail(file, positionOf(key.source()),
-                          "unknown key \"" + name + "\" in " + what + ": expected one of " +
-                              expected);
+            failUnknown(name, positionOf(key.source()));
         }
     }
 }

@@ -68,7 +68,9 @@ public:
 
 private:
     toml::node const* find(std::string const& key);
+    std::string knownKeys() const;
     [[noreturn]] void failMissing(std::string const& key) const;
+    [[noreturn]] void failUnknown(std::string const& key, Position where) const;
 
     toml::table const& table;
     std::string file;

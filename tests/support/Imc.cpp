@@ -217,7 +217,8 @@ void Platform::setServed(unsigned char sid) {
 std::size_t Platform::deliver(imc_msg const& message) {
     std::uint32_t const messageId = message.messageId;
     auto const isMeant = [messageId](Registration const& registration) {
-        return registration.observer != nullptr && registration.messageId == long{messageId};
+        return registration.observer != nullptr &&
+               std::int64_t{registration.messageId} == std::int64_t{messageId};
     };
     return forEachRegistered(isMeant, [&message](Registration const& registration) {
         registration.observer->messageEvent(message);

@@ -164,7 +164,7 @@ TEST(Program, anAcknowledgementThatTakesTooLongFailsInsteadOfHanging) {
 
 TEST(Program, theNextStepNeedNotWaitForTheAcknowledgement) {
     std::string slow = boardAndChannel;
-    slow.insert(slow.find("sid = 0x10"), "ackDelay = 100\n");
+    slow.insert(slow.find("sid = 0x10"), "ackDelay = 1000\n");
     TemporaryFile const file("call.toml", slow + R"([[step]]
 open = "in"
 settle = false

@@ -21,7 +21,6 @@ namespace {
 
 using namespace std::string_literals;
 
-using recording::Kind;
 using recording::message;
 using recording::platform;
 using testing::ElementsAre;

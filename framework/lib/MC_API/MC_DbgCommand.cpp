@@ -5,7 +5,6 @@
 #include "imc/IMC_Manager.h"
 
 #include <cctype>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 
@@ -20,9 +19,9 @@ bool readHex(char const* digits, int& value) {
     if (!std::isxdigit(static_cast<unsigned char>(*digits))) {
         return false;
     }
-    errno = 0;
+    // A number that is too large for strtoul comes out as the largest there is.
     unsigned long const number = std::strtoul(digits, NULL, 16);
-    if (errno == ERANGE || number > INT_MAX) {
+    if (number > INT_MAX) {
         return false;
     }
     value = static_cast<int>(number);

@@ -46,7 +46,9 @@ TemporaryFile::~TemporaryFile() {
 ProgramRun runProgram(std::vector<std::string> const& arguments) {
     TemporaryFile const output("output", "");
     TemporaryFile const errors("errors", "");
-    std::string command = quoted(MCGW_PROGRAM);
+    std::string const emulator = MCGW_EMULATOR;
+    std::string command = emulator.empty() ? "" : quoted(emulator) + " ";
+    command += quoted(MCGW_PROGRAM);
     for (std::string const& argument : arguments) {
         command += " " + quoted(argument);
     }

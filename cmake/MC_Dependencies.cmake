@@ -32,6 +32,9 @@ if(MC_BUILD_WORKBENCH)
     find_package(nlohmann_json REQUIRED)
     find_package(spdlog REQUIRED)
   endif()
+endif()
+
+if(MC_BUILD_WORKBENCH OR MC_BUILD_BENCHMARKS)
   find_package(Threads REQUIRED)
 endif()
 

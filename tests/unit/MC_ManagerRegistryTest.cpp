@@ -123,6 +123,35 @@ TEST_F(MC_ManagerBirth, AConfigurationMessageDuringTheRegistrationIsRead) {
     EXPECT_EQ(Access::config(*MC_Manager::instance()).rtpTickRequest, 7);
 }
 
+TEST_F(MC_ManagerBirth, AnEventDuringTheRegistrationReachesThisManagerAndBuildsNoSecond) {
+    std::vector<MC_Manager*> seen;
+    platform().script.registration = [&seen](std::string const& subject) {
+        if (subject == "110" || subject == "112") {
+            auto const messageId = static_cast<std::uint32_t>(std::stoul(subject));
+            EXPECT_EQ(platform().deliver(recording::message(messageId, 8, 0, {3})), 1U);
+            seen.push_back(Access::existing());
+        }
+    };
+    MC_Manager* const manager = MC_Manager::instance();
+    EXPECT_THAT(seen, ElementsAre(manager, manager));
+    EXPECT_EQ(platform().registrations().size(), 17U);
+}
+
+TEST_F(MC_ManagerBirth, AnEventDuringTheRegistrationThatNobodyCanTakeIsNoFault) {
+    platform().setLogLevel(2);
+    platform().script.registration = [](std::string const& subject) {
+        if (subject == "123") {
+            platform().deliver(recording::message(123, 1, 0, {3}));
+        } else if (subject == "114") {
+            platform().deliver(recording::message(114, 4, 0, {3}));
+        } else if (subject == "101") {
+            platform().deliver(recording::message(101, 4, 0, {3}));
+        }
+    };
+    EXPECT_NO_THROW(MC_Manager::instance());
+    EXPECT_EQ(platform().registered().size(), 17U);
+}
+
 TEST_F(MC_ManagerBirth, InstanceTwiceReturnsTheSameObjectAndBuildsNothing) {
     MC_Manager* const manager = MC_Manager::instance();
     EXPECT_EQ(Access::existing(), manager);

@@ -36,6 +36,17 @@ MC_Text failureText(char const* outcome, std::exception const& e) {
     return text;
 }
 
+void ignore(Report const& report, std::runtime_error const& e) {
+    if (MC_traces(MC_TRACE_COMMANDS)) {
+        MC_Text text = failureText(report.ignored, e);
+        MC_trace(text, source, report.ignoredLine);
+    }
+}
+
+void discard(Report const& report, std::invalid_argument const& e) {
+    pMClog->error(failureText(report.discarded, e).ends(), "", source, report.discardedLine);
+}
+
 /** Decodes a message and hands the record to the manager; lets no expected failure into IMC. */
 template <class Record>
 void forward(imc_msg const& message, MC_Event event, VCOM_Direction direction,
@@ -45,12 +56,9 @@ void forward(imc_msg const& message, MC_Event event, VCOM_Direction direction,
         Record const record(message);
         (MC_Manager::instance()->*reaction)(event, direction, record);
     } catch (std::runtime_error const& e) {
-        if (MC_traces(MC_TRACE_COMMANDS)) {
-            MC_Text text = failureText(report.ignored, e);
-            MC_trace(text, source, report.ignoredLine);
-        }
+        ignore(report, e);
     } catch (std::invalid_argument const& e) {
-        pMClog->error(failureText(report.discarded, e).ends(), "", source, report.discardedLine);
+        discard(report, e);
     }
 }
 

@@ -11,7 +11,9 @@ TransportAddress::TransportAddress(TransportAddress const& other)
     : TransportAddress(other.address, other.port) {}
 
 TransportAddress& TransportAddress::operator=(TransportAddress const& other) {
-    Set(other.address, other.port);
+    if (this != &other) {
+        Set(other.address, other.port);
+    }
     return *this;
 }
 

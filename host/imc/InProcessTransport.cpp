@@ -11,7 +11,7 @@ InProcessTransport::InProcessTransport(Dispatcher& loop, Counters& faults)
 
 InProcessTransport::~InProcessTransport() {
     while (!attachments.empty()) {
-        detach(attachments.begin()->first);
+        InProcessTransport::detach(attachments.begin()->first);
     }
 }
 

@@ -103,6 +103,12 @@ std::runtime_error failure(char const* failed, MC_Channel const* pChannel,
     throw std::runtime_error(text.ends());
 }
 
+/** Ends the process; apart from the check for the same reason. */
+[[gnu::noinline, gnu::cold]] void endUnknownChannel(std::string const& where) {
+    pMClog->error("MC_Manager component not found", where, source, channelCheckError);
+    IMC_Manager::coreDumpExit(exitCause);
+}
+
 char const* faxProtocolName(VCOM_FaxTransport protocol) {
     return protocol == VCOM_FAXTRANSPORT_TCP ? "TCP" : "UDP";
 }
@@ -796,8 +802,7 @@ void MC_Manager::channelCheck(MC_Channel const* pChannel, std::string where) con
     assertChannel(pChannel, channelCheckAssert,
                   "void MC_Manager::channelCheck(const MC_Channel*, std::string) const");
     if (!findCheck(pChannel)) {
-        pMClog->error("MC_Manager component not found", where, source, channelCheckError);
-        IMC_Manager::coreDumpExit(exitCause);
+        endUnknownChannel(where);
     }
 }
 

@@ -102,7 +102,7 @@ public:
     std::uint8_t sid;               ///< IMC address of that board, set with it; 0xFA until then
     std::int32_t faxRedundancy;     ///< T.38 redundancy; no default
     std::int32_t faxDepth;          ///< T.38 depth; no default
-    VCOM_FaxTransport faxTransport; ///< used where the configuration gives none
+    VCOM_FaxTransport faxTransport; ///< of an outgoing fax path
     std::uint8_t rtpDtmfPayloadType;       ///< RTP payload type of DTMF (RFC 4733); 0 for none
     std::uint8_t rtpRedundancyPayloadType; ///< RTP payload type of redundancy (RFC 2198)
     std::uint8_t inboundVoiceParam1;       ///< passed on when the voice path of direction 1 opens

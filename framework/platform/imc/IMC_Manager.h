@@ -53,8 +53,9 @@ public:
 
     /**
      * Ends a registration. Safe while a message is being delivered: the observer is not called
-     * again after this call returns. The library also calls it for observers whose registration
-     * was refused, and survives the exception.
+     * again after this call returns. Deliver nothing to the library's observers while it runs: they
+     * would build a new manager in place of the one that is ending. The library also calls it for
+     * observers whose registration was refused, and survives the exception.
      * @throw std::runtime_error when the observer is not registered for the identifier
      */
     void unregistration(IMC_Observer* observer, long messageId);
@@ -79,8 +80,8 @@ public:
      * platform may fill the sender's address. Messages of one sender to one receiver arrive in the
      * order in which they were posted. Does not call back into the caller.
      * @throw std::runtime_error when the message can't be handed over, for example because nobody
-     *        serves the address. An exception of another type ends the process, unless it comes
-     *        from a join or unjoin.
+     *        serves the address. An exception of another type ends the process, but for a
+     *        std::invalid_argument of a join or unjoin, which reaches the client.
      */
     void post(imc_msg const& message);
 

@@ -1,0 +1,10 @@
+# Fails unless PROGRAM ends with 0 and prints exactly what the file EXPECTED holds.
+cmake_minimum_required(VERSION 3.25)
+execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE printed RESULT_VARIABLE status)
+file(READ "${EXPECTED}" expected)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "status ${status}, printed:\n${printed}")
+endif()
+if(NOT "${printed}" STREQUAL "${expected}")
+  message(FATAL_ERROR "expected:\n${expected}\nprinted:\n${printed}")
+endif()

@@ -85,6 +85,7 @@ INetAddress* cloneOf(INetAddress const* address) {
 INetAddress::~INetAddress() = default;
 
 bool INetAddress::operator!=(std::string const& text) const {
+    enter(Kind::comparisons, std::string(*this) + " != " + text);
     return !(*this == text);
 }
 

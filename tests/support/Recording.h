@@ -71,7 +71,8 @@ enum class Kind : unsigned int {
     endPointEnds = 1U << 17,
     /** "GetBinary 10.0.0.1" */
     binaries = 1U << 18,
-    /** "10.0.0.1 == 10.0.0.2": an address compared with a text */
+    /** "10.0.0.1 == 10.0.0.2": an address compared with a text; "10.0.0.1 != 10.0.0.2", and then
+     *  the same with "==", which that comparison asks */
     comparisons = 1U << 19,
     /** "coreDumpExit(0)" */
     exits = 1U << 20,

@@ -304,9 +304,10 @@ protected:
                  "MC - EVT : Ack event discarded (no manager)\0"s, 214}};
     }
 
-    static void deliver(Case const& event) {
+    static void deliver(Case const& event) { deliver(event, event.length); }
+    static void deliver(Case const& event, std::uint16_t length) {
         platform().clearRecords();
-        event.observer->messageEvent(message(1, event.length, boardSid, {dspNumber}));
+        event.observer->messageEvent(message(1, length, boardSid, {dspNumber}));
     }
 
     MC_FaxToneObserver faxTone{FaxToneEvent};
@@ -348,6 +349,19 @@ TEST_F(LonelyObserver, RuntimeErrorIsIgnoredInAllFourAtLevel3Only) {
         EXPECT_EQ(call.text, event.ignored);
         EXPECT_EQ(call.file, "framework/lib/MC_API/MC_ImcObserver");
         EXPECT_EQ(call.line, event.ignoredLine);
+    }
+}
+
+TEST_F(LonelyObserver, WrongLengthIsIgnoredBeforeAManagerIsAskedForAndSilentWithoutALog) {
+    MC_Log::desinstance();
+    for (Case const& event : cases()) {
+        for (unsigned int const level : {0U, 1U, 2U, 3U}) {
+            platform().setLogLevel(level);
+            for (unsigned int const wrong : {0U, event.length + 1U, 1024U}) {
+                deliver(event, static_cast<std::uint16_t>(wrong));
+                EXPECT_THAT(platform().journal(), IsEmpty()) << event.ignored;
+            }
+        }
     }
 }
 

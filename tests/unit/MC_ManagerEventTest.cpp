@@ -1,5 +1,6 @@
 #include "tests/unit/MC_ManagerFixture.h"
 #include "tests/unit/ThrownTexts.h"
+#include "tests/unit/VirtualSlot.h"
 
 #include <stdexcept>
 #include <string>
@@ -64,6 +65,13 @@ protected:
 
 using MC_ManagerEventSpecificationDeathTest = MC_ManagerEvent;
 
+TEST_F(MC_ManagerEvent, ClientsOperationsTakeTheirSlots) {
+    EXPECT_EQ(virtualSlot(&MC_Observer::faxToneEvent), 2U);
+    EXPECT_EQ(virtualSlot(&MC_Observer::ackEvent), 3U);
+    EXPECT_EQ(virtualSlot(&MC_Observer::dtmfEvent), 4U);
+    EXPECT_EQ(virtualSlot(&MC_Observer::ackErrorEvent), 5U);
+}
+
 // Fax tones
 
 TEST_F(MC_ManagerEvent, FaxToneMarksTheChannelTracesAndThenTellsTheClient) {
@@ -80,6 +88,14 @@ TEST_F(MC_ManagerEvent, FaxToneMarksTheChannelTracesAndThenTellsTheClient) {
     EXPECT_THAT(platform().posted(), IsEmpty());
     EXPECT_EQ(channel.state, MC_Channel::Fax_Detected);
     EXPECT_FALSE(channel.faxOpen);
+}
+
+TEST_F(MC_ManagerEvent, FaxToneIsTracedWhenTheChannelIsMarked) {
+    MC_Channel& channel = running();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(1217, std::range_error("trace"));
+    EXPECT_EQ(refusal<std::range_error>([this] { tone(); }), "trace");
+    EXPECT_EQ(channel.state, MC_Channel::Fax_Detected);
 }
 
 TEST_F(MC_ManagerEvent, FaxToneMarksAChannelInAnyState) {
@@ -230,6 +246,17 @@ TEST_F(MC_ManagerEvent, OpenFaxAckOfDirection1SetsTheLocalPortsBeforeTheClientHe
     EXPECT_THAT(traces(), ElementsAre(ackTrace("0", "6000")));
     EXPECT_EQ(channel.state, MC_Channel::Voice_Open);
     EXPECT_THAT(platform().posted(), IsEmpty());
+}
+
+TEST_F(MC_ManagerEvent, OpenFaxAckIsTracedWhenThePortsAreSet) {
+    MC_Channel& channel = running();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(1331, std::range_error("trace"));
+    EXPECT_CALL(client, ackErrorEvent(&channel, _));
+    acknowledge(ack(0, 6000));
+    EXPECT_EQ(text(channel.rtpLocal), "10.1.0.1:6000");
+    EXPECT_EQ(text(channel.rtcpLocal), "10.1.0.2:6001");
+    EXPECT_THAT(traces(), ElementsAre(ackTrace("0", "6000"), ackErrorTrace("2F")));
 }
 
 TEST_F(MC_ManagerEvent, OpenFaxAckOfDirection2ChangesNoPort) {

@@ -347,6 +347,14 @@ TEST_F(MC_ManagerFaxRemote, OfASubclassOfIpAddressIsSent) {
     EXPECT_EQ(payload()[9], 0xFE);
 }
 
+TEST_F(MC_ManagerFaxRemote, IsRefusedAfterTheTransport) {
+    MC_Channel& channel = listedChannel(2);
+    channel.rtpRemote.Set(nullptr, 6004);
+    channel.faxTransport = VCOM_FAXTRANSPORT_NONE;
+    EXPECT_EQ(refusal([&] { openFax(channel); }),
+              withNul("Transport type not supported by Session Manager"));
+}
+
 TEST_F(MC_ManagerFaxRemote, DoesNotMatterInDirection1) {
     MC_Channel& missing = listedChannel(1);
     missing.rtpRemote.Set(nullptr, 6004);
@@ -367,27 +375,13 @@ TEST_F(MC_ManagerFaxRemote, IsReadWithoutLeavingACopyBehind) {
 
 // Directions
 
-struct NamedDirection {
-    int value;
-    std::string name;
-    std::string directionName;
-};
-
-std::ostream& operator<<(std::ostream& out, NamedDirection const& named) {
-    return out << named.value;
-}
-
 class MC_ManagerFaxDirection : public MC_ManagerFax,
                                public testing::WithParamInterface<NamedDirection> {
 protected:
     std::string const refused = "Direction " + GetParam().directionName + " invalid";
 };
 
-INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerFaxDirection,
-                         Values(NamedDirection{0, "0", "NONE"}, NamedDirection{3, "3", outOfArray},
-                                NamedDirection{-1, "minus1", outOfArray},
-                                NamedDirection{INT_MAX, "max", outOfArray},
-                                NamedDirection{INT_MIN, "min", outOfArray}),
+INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerFaxDirection, testing::ValuesIn(otherDirections()),
                          NameOf());
 
 TEST_P(MC_ManagerFaxDirection, OtherThan1And2IsRefusedByOpenAndCloseUnsent) {
@@ -570,6 +564,27 @@ TEST_F(MC_ManagerFax, ActivateTracesTheWholeDescriptionWithItsMisspeltWord) {
     EXPECT_THAT(description(channel), HasSubstr("\tState : Fax_Open\n"));
     EXPECT_THAT(description(channel), HasSubstr("\tFax INCOMING"));
     EXPECT_THAT(traces(), ElementsAre(trace("AcivateFax" + description(channel) + "\n", 407)));
+}
+
+TEST_F(MC_ManagerFax, ActivateWhoseTraceFailsIsWrappedWithTheFaxOpen) {
+    MC_Channel& channel = listedChannel();
+    channel.state = MC_Channel::Fax_Detected;
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(407, std::range_error("trace"));
+    EXPECT_EQ(refusal([&] { manager->activateFax(&channel); }),
+              withNul("Failed to activateFax on channel(2F)\n\ttrace"));
+    EXPECT_EQ(channel.state, MC_Channel::Fax_Open);
+    EXPECT_TRUE(channel.faxOpen);
+}
+
+TEST_F(MC_ManagerFax, ActivateWhoseTraceOfTheReferenceFailsIsWrapped) {
+    MC_Channel& channel = newChannel();
+    platform().setCollectorTrace(true);
+    platform().script.log = failingTrace(0, std::range_error("collector"));
+    EXPECT_EQ(refusal([&] { manager->activateFax(&channel); }),
+              withNul("Failed to activateFax on channel(2F)\n\tcollector"));
+    EXPECT_THAT(channels(), ElementsAre(&channel));
+    EXPECT_EQ(channel.referenceCount, 1U);
 }
 
 TEST_F(MC_ManagerFax, ActivateThatFailsKeepsStateAndFlag) {

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -121,15 +122,15 @@ inline std::vector<std::string> commands() {
     return result;
 }
 
-/** The whole text of the std::runtime_error that leaves the call; fails when none does. */
-template <typename Call>
+/** The whole text of the exception of this type that leaves the call; fails when none does. */
+template <typename Exception = std::runtime_error, typename Call>
 std::string refusal(Call call) {
     try {
         call();
-    } catch (std::runtime_error const& error) {
+    } catch (Exception const& error) {
         return recording::fullText(error);
     }
-    ADD_FAILURE() << "no std::runtime_error was thrown";
+    ADD_FAILURE() << "no such exception was thrown";
     return "";
 }
 
@@ -162,6 +163,16 @@ public:
 private:
     std::function<void()> action;
 };
+
+/** For `Script::log`: the trace of this line throws a copy of the exception. */
+template <typename Exception>
+std::function<void(recording::LogCall const&)> failingTrace(int line, Exception exception) {
+    return [line, exception](recording::LogCall const& call) {
+        if (call.line == line) {
+            throw exception;
+        }
+    };
+}
 
 /** For a death test: what an end of the process leaves on standard error. */
 inline void reportAndAbort(int cause) {
@@ -201,6 +212,30 @@ struct NameOf {
         return info.param.name;
     }
 };
+
+/** A direction, the tests' name for it, and the one that the library prints. */
+struct NamedDirection {
+    int value;
+    std::string name;
+    std::string directionName;
+};
+
+inline std::ostream& operator<<(std::ostream& out, NamedDirection const& named) {
+    return out << named.value;
+}
+
+/** The directions that no command knows, with and without a name. */
+inline std::vector<NamedDirection> otherDirections() {
+    return {{0, "0", "NONE"},           {3, "3", outOfArray},         {4, "4", outOfArray},
+            {-1, "minus1", outOfArray}, {INT_MAX, "max", outOfArray}, {INT_MIN, "min", outOfArray}};
+}
+
+inline std::vector<NamedDirection> allDirections() {
+    std::vector<NamedDirection> directions = otherDirections();
+    directions.push_back({1, "1", "INCOMING"});
+    directions.push_back({2, "2", "OUTGOING"});
+    return directions;
+}
 
 /** An operation that posts through imcPost. */
 struct Command {

@@ -1,6 +1,5 @@
 #include "tests/unit/MC_ManagerFixture.h"
 
-#include <climits>
 #include <stdexcept>
 #include <string>
 
@@ -30,7 +29,8 @@ TEST_F(MC_ManagerJoin, OfTheSameBoardAsTheLocalAddressHasTheRemoteFlag0) {
     manager->joinChannel(&channel);
     ASSERT_THAT(commands(), ElementsAre("124"));
     EXPECT_EQ(platform().posted()[0].payload[2], 0);
-    EXPECT_THAT(platform().journal(Kind::comparisons), ElementsAre("10.1.0.1 == 10.1.0.1"));
+    EXPECT_THAT(platform().journal(Kind::comparisons),
+                ElementsAre("10.1.0.1 != 10.1.0.1", "10.1.0.1 == 10.1.0.1"));
 }
 
 TEST_F(MC_ManagerJoin, OfAnotherBoardHasTheRemoteFlag1) {
@@ -38,7 +38,8 @@ TEST_F(MC_ManagerJoin, OfAnotherBoardHasTheRemoteFlag1) {
     manager->joinChannel(&channel);
     ASSERT_THAT(commands(), ElementsAre("124"));
     EXPECT_EQ(platform().posted()[0].payload[2], 1);
-    EXPECT_THAT(platform().journal(Kind::comparisons), ElementsAre("10.1.0.1 == 10.1.0.11"));
+    EXPECT_THAT(platform().journal(Kind::comparisons),
+                ElementsAre("10.1.0.1 != 10.1.0.11", "10.1.0.1 == 10.1.0.11"));
 }
 
 // The comparison is the local address's own, so that its family decides.
@@ -154,20 +155,13 @@ TEST_F(MC_ManagerJoin, TracesTheWholeDescriptionWhichNamesTheJoinedAddress) {
     EXPECT_THAT(traces(), ElementsAre(trace("Join" + description(channel) + "\n", 468)));
 }
 
-struct NamedDirection {
-    int value;
-    std::string name;
-};
-
 TEST_F(MC_ManagerJoin, UnjoinTracesIdentifierAndDirection) {
-    for (auto const& named :
-         {NamedDirection{0, "NONE"}, NamedDirection{1, "INCOMING"}, NamedDirection{2, "OUTGOING"},
-          NamedDirection{3, outOfArray}, NamedDirection{-1, outOfArray},
-          NamedDirection{INT_MAX, outOfArray}, NamedDirection{INT_MIN, outOfArray}}) {
+    for (auto const& named : allDirections()) {
         MC_Channel& channel = listedChannel(named.value);
         platform().setLogLevel(2);
         manager->unjoinChannel(&channel);
-        EXPECT_THAT(traces(), ElementsAre(trace("UnjoinChannel(2F) " + named.name + "\n", 511)));
+        EXPECT_THAT(traces(),
+                    ElementsAre(trace("UnjoinChannel(2F) " + named.directionName + "\n", 511)));
     }
 }
 
@@ -183,6 +177,19 @@ TEST_F(MC_ManagerJoin, FailureOfThePostIsWrappedUnderTheOtherOperationsNameAndEn
     EXPECT_EQ(channel.state, MC_Channel::Fax_Detected);
     EXPECT_THAT(platform().logCalls(), IsEmpty());
     EXPECT_THAT(platform().exits(), IsEmpty());
+}
+
+TEST_F(MC_ManagerJoin, FailureOfTheTraceIsWrappedUnderTheOtherOperationsNameWithTheStateSet) {
+    MC_Channel& channel = joinable();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(468, std::range_error("join trace"));
+    EXPECT_EQ(refusal([&] { manager->joinChannel(&channel); }),
+              withNul("Failed to unjoinChannel(2F)\n\tjoin trace"));
+    EXPECT_EQ(channel.state, MC_Channel::Join);
+    platform().script.log = failingTrace(511, std::range_error("unjoin trace"));
+    EXPECT_EQ(refusal([&] { manager->unjoinChannel(&channel); }),
+              withNul("Failed to joinChannel(2F)\n\tunjoin trace"));
+    EXPECT_EQ(channel.state, MC_Channel::Voice_Open);
 }
 
 TEST_F(MC_ManagerJoin, InvalidArgumentFromThePostLeavesUnchanged) {

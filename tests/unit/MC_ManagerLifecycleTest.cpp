@@ -1,6 +1,6 @@
 #include "tests/unit/MC_ManagerFixture.h"
 
-#include <climits>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -23,6 +23,8 @@ protected:
         return channel;
     }
 };
+
+using MC_ManagerLifecycleSpecificationDeathTest = MC_ManagerLifecycle;
 
 // openChannel
 
@@ -255,6 +257,34 @@ TEST_F(MC_ManagerLifecycle, OpenTracesTheReferenceBeforeTheFirstCommand) {
     EXPECT_THAT(journal[0], HasSubstr("collector trace GC : reference "));
 }
 
+TEST_F(MC_ManagerLifecycle, OpenWhoseTraceOfTheReferenceFailsIsWrapped) {
+    MC_Channel& channel = newChannel();
+    platform().setCollectorTrace(true);
+    platform().script.log = failingTrace(0, std::range_error("collector"));
+    EXPECT_EQ(refusal([&] { manager->openChannel(&channel); }),
+              withNul("Failed to openChannel(2F)\n\tcollector"));
+    EXPECT_THAT(channels(), ElementsAre(&channel));
+    EXPECT_EQ(channel.referenceCount, 1U);
+    EXPECT_THAT(commands(), IsEmpty());
+}
+
+TEST_F(MC_ManagerLifecycle, OpenWhoseLastTraceFailsPassesItOnUnwrappedWithTheChannelOpen) {
+    MC_Channel& channel = newChannel();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(275, std::range_error("trace"));
+    EXPECT_EQ(refusal<std::range_error>([&] { manager->openChannel(&channel); }), "trace");
+    EXPECT_EQ(channel.state, MC_Channel::Voice_Open);
+    EXPECT_TRUE(channel.voiceOpen);
+    EXPECT_THAT(channels(), ElementsAre(&channel));
+}
+
+TEST_F(MC_ManagerLifecycleSpecificationDeathTest, OpenWhoseTraceThrowsAnIntEndsTheProcess) {
+    MC_Channel& channel = newChannel();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(275, 7);
+    EXPECT_DEATH(watchingForUnexpected([&] { manager->openChannel(&channel); }), ranUnexpected());
+}
+
 // updateChannel
 
 TEST_F(MC_ManagerLifecycle, UpdateOfAnInChannelSendsSilenceDigitsAndVoice) {
@@ -323,6 +353,15 @@ TEST_F(MC_ManagerLifecycle, UpdateThatFailsIsWrapped) {
     EXPECT_THAT(platform().logCalls(), IsEmpty());
 }
 
+TEST_F(MC_ManagerLifecycle, UpdateWhoseLastTraceFailsIsWrapped) {
+    MC_Channel& channel = open();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(364, std::range_error("trace"));
+    EXPECT_EQ(refusal([&] { manager->updateChannel(&channel); }),
+              withNul("Failed to updateChannel(2F)\n\ttrace"));
+    EXPECT_THAT(commands(), ElementsAre("108:2", "108:3", "132"));
+}
+
 // closeChannel
 
 class MC_ManagerClose : public MC_ManagerLifecycle,
@@ -388,20 +427,13 @@ TEST_F(MC_ManagerLifecycle, CloseOfAJoinedChannelDoesNotUnjoin) {
     EXPECT_NE(channel.joinIp, nullptr);
 }
 
-struct NamedDirection {
-    int value;
-    std::string name;
-};
-
 TEST_F(MC_ManagerLifecycle, CloseTracesIdentifierAndDirection) {
-    for (auto const& named :
-         {NamedDirection{0, "NONE"}, NamedDirection{1, "INCOMING"}, NamedDirection{2, "OUTGOING"},
-          NamedDirection{3, outOfArray}, NamedDirection{-1, outOfArray},
-          NamedDirection{INT_MAX, outOfArray}, NamedDirection{INT_MIN, outOfArray}}) {
+    for (auto const& named : allDirections()) {
         MC_Channel& channel = newChannel(named.value);
         platform().setLogLevel(2);
         manager->closeChannel(&channel);
-        EXPECT_THAT(traces(), ElementsAre(trace("CloseChannel(2F) " + named.name + "\n", 316)));
+        EXPECT_THAT(traces(),
+                    ElementsAre(trace("CloseChannel(2F) " + named.directionName + "\n", 316)));
     }
 }
 
@@ -449,6 +481,50 @@ TEST_F(MC_ManagerLifecycle, CloseWhoseCloseVoiceFailsKeepsTheFaxFlagAlthoughFaxW
     EXPECT_TRUE(channel.voiceOpen);
     EXPECT_EQ(channel.state, MC_Channel::Voice_Open);
     EXPECT_THAT(channels(), ElementsAre(&channel));
+}
+
+TEST_F(MC_ManagerLifecycle, CloseWhoseTraceFailsPassesItOnUnwrappedWithTheChannelClosedButListed) {
+    MC_Channel& channel = open();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(316, std::range_error("trace"));
+    EXPECT_EQ(refusal<std::range_error>([&] { manager->closeChannel(&channel); }), "trace");
+    EXPECT_EQ(channel.state, MC_Channel::Close);
+    EXPECT_FALSE(channel.voiceOpen);
+    EXPECT_THAT(channels(), ElementsAre(&channel));
+    EXPECT_EQ(channel.referenceCount, 2U);
+}
+
+TEST_F(MC_ManagerLifecycleSpecificationDeathTest, CloseWhoseTraceThrowsAnIntEndsTheProcess) {
+    MC_Channel& channel = open();
+    platform().setLogLevel(2);
+    platform().script.log = failingTrace(316, 7);
+    EXPECT_DEATH(watchingForUnexpected([&] { manager->closeChannel(&channel); }), ranUnexpected());
+}
+
+/** An address that tells when it is destroyed with the channel that it belongs to. */
+class LastWords : public IPAddress {
+public:
+    explicit LastWords(std::function<void()> destruction)
+        : IPAddress("10.9.9.9"), action(destruction) {}
+    LastWords(LastWords const&) = delete;
+    ~LastWords() override { action(); }
+
+private:
+    std::function<void()> action;
+};
+
+TEST_F(MC_ManagerLifecycle, CloseUnlistsTheChannelBeforeItIsDestroyed) {
+    MC_Channel& channel = open();
+    MC_Channel& other = open();
+    bool isDestroyed = false;
+    channel.joinIp = new LastWords([&] {
+        isDestroyed = true;
+        EXPECT_THAT(channels(), ElementsAre(&other));
+    });
+    channel.referenceCount = 1;
+    disown(channel);
+    manager->closeChannel(&channel);
+    EXPECT_TRUE(isDestroyed);
 }
 
 TEST_F(MC_ManagerLifecycle, AWholeCallLeavesNothingBehind) {

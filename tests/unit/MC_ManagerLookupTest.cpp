@@ -1,6 +1,5 @@
 #include "tests/unit/MC_ManagerFixture.h"
 
-#include <climits>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -151,30 +150,17 @@ TEST_F(MC_ManagerLookup, NoChannelOnDsp3IsReportedWithTheNameOfDirection1) {
     EXPECT_THAT(platform().exits(), IsEmpty());
 }
 
-struct NamedDirection {
-    int value;
-    std::string name;
-};
-
-std::ostream& operator<<(std::ostream& out, NamedDirection const& named) {
-    return out << named.value << " " << named.name;
-}
-
 class MC_ManagerLookupText : public MC_ManagerLookup,
                              public testing::WithParamInterface<NamedDirection> {};
 
-INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerLookupText,
-                         Values(NamedDirection{0, "NONE"}, NamedDirection{1, "INCOMING"},
-                                NamedDirection{2, "OUTGOING"}, NamedDirection{3, outOfArray},
-                                NamedDirection{4, outOfArray}, NamedDirection{INT_MAX, outOfArray},
-                                NamedDirection{-1, outOfArray},
-                                NamedDirection{INT_MIN, outOfArray}));
+INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerLookupText, testing::ValuesIn(allDirections()),
+                         NameOf());
 
 TEST_P(MC_ManagerLookupText, NamesDirectionAndDsp) {
     EXPECT_EQ(refusal([this] { find(255, GetParam().value, 0xFA); }),
-              withNul("Unable to found '" + GetParam().name + " channel' with dsp(255)"));
+              withNul("Unable to found '" + GetParam().directionName + " channel' with dsp(255)"));
     EXPECT_EQ(refusal([this] { find(-12, GetParam().value, 0xFA); }),
-              withNul("Unable to found '" + GetParam().name + " channel' with dsp(-12)"));
+              withNul("Unable to found '" + GetParam().directionName + " channel' with dsp(-12)"));
 }
 
 } // namespace

@@ -119,6 +119,17 @@ TEST_F(MC_ManagerMediaGateway, OfNullOnAFreshChannelEndsInBadTypeidToo) {
     EXPECT_EQ(channel.sid, 0xFA);
 }
 
+TEST_F(MC_ManagerMediaGateway, LetsOutWhateverThePlatformThrows) {
+    MC_Channel& channel = newChannel();
+    IPAddress const address("10.0.0.5");
+    platform().script.getSid = [](int, IPAddress const&) -> unsigned char { throw 7; };
+    EXPECT_THROW(manager->setMediaGateway(&channel, &address), int);
+    platform().script.isVoIPBoardIP = [](IPAddress const&) -> bool { throw 7U; };
+    EXPECT_THROW(manager->setMediaGateway(&channel, &address), unsigned int);
+    EXPECT_EQ(std::string(*channel.mediaGateway), "10.0.0.5");
+    EXPECT_EQ(channel.sid, 0xFA);
+}
+
 TEST_F(MC_ManagerMediaGateway, NeedsNoListedChannelAndListsNone) {
     MC_Channel& channel = newChannel();
     IPAddress const address("10.0.0.5");

@@ -1,13 +1,19 @@
+#include "tests/unit/FailingAllocation.h"
 #include "tests/unit/MC_ManagerFixture.h"
 
 #include "collector/GC_GarbageCollector.h"
 #include "imc/IMC_Manager.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -17,6 +23,19 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
+
+// These operations declare no exceptions, so that whatever a platform throws reaches the caller.
+static_assert(!noexcept(std::declval<MC_Manager&>().factory()), "");
+static_assert(!noexcept(std::declval<MC_Manager&>().registration(nullptr)), "");
+static_assert(!noexcept(std::declval<MC_Manager&>().unregistration(nullptr)), "");
+static_assert(!noexcept(std::declval<MC_Manager&>().getChannel(0, VCOM_DIRECTION_IN, '\0')), "");
+static_assert(!noexcept(std::declval<MC_Manager&>().getChannel(std::declval<std::string const&>())),
+              "");
+static_assert(!noexcept(std::declval<MC_Manager&>().getChannelSet(0)), "");
+static_assert(!noexcept(std::declval<MC_Manager&>().setMediaGateway(nullptr, nullptr)), "");
+static_assert(!noexcept(std::declval<MC_Manager&>().alertEvent(AlertEvent, VCOM_DIRECTION_IN,
+                                                               std::declval<MC_Alert const&>())),
+              "");
 
 /** Without a manager at its start. */
 class MC_ManagerBirth : public testing::Test {
@@ -31,6 +50,16 @@ protected:
 std::vector<std::string> const allSubjects = {"600", "123", "114", "113",  "110",        "112",
                                               "101", "105", "103", "107",  "116",        "120",
                                               "118", "122", "MC",  "help", "PrepareExit"};
+
+/** What is registered, in order. */
+std::vector<std::string> subjectsInForce() {
+    std::vector<std::string> subjects;
+    for (auto const& registration : platform().registered()) {
+        subjects.push_back(registration.word.empty() ? std::to_string(registration.messageId)
+                                                     : registration.word);
+    }
+    return subjects;
+}
 
 TEST_F(MC_ManagerBirth, NothingExistsBeforeTheFirstInstance) {
     EXPECT_EQ(Access::existing(), nullptr);
@@ -137,19 +166,48 @@ TEST_F(MC_ManagerBirth, AnEventDuringTheRegistrationReachesThisManagerAndBuildsN
     EXPECT_EQ(platform().registrations().size(), 17U);
 }
 
-TEST_F(MC_ManagerBirth, AnEventDuringTheRegistrationThatNobodyCanTakeIsNoFault) {
-    platform().setLogLevel(2);
-    platform().script.registration = [](std::string const& subject) {
-        if (subject == "123") {
-            platform().deliver(recording::message(123, 1, 0, {3}));
-        } else if (subject == "114") {
-            platform().deliver(recording::message(114, 4, 0, {3}));
-        } else if (subject == "101") {
-            platform().deliver(recording::message(101, 4, 0, {3}));
+/** Delivers an event of this identifier with every length that some event has, and none. */
+void deliverOfAllLengths(std::string const& subject) {
+    auto const messageId = static_cast<std::uint32_t>(std::stoul(subject));
+    for (std::uint16_t const length : std::initializer_list<std::uint16_t>{0, 1, 4, 8}) {
+        EXPECT_EQ(platform().deliver(recording::message(messageId, length, 0xFA, {3})), 1U);
+    }
+}
+
+// There is no log yet, and nobody whom an event could be about.
+TEST_F(MC_ManagerBirth, EventsDuringTheRegistrationOfEachObserverAreNoFaultAtAnyLevel) {
+    for (unsigned int const level : {0U, 1U, 2U, 3U}) {
+        platform().reset();
+        platform().setLogLevel(level);
+        platform().script.registration = [](std::string const& subject) {
+            if (pMClog == nullptr && std::isdigit(static_cast<unsigned char>(subject[0])) != 0) {
+                deliverOfAllLengths(subject);
+            }
+        };
+        MC_Manager* const manager = MC_Manager::instance();
+        EXPECT_EQ(Access::existing(), manager);
+        EXPECT_EQ(platform().journal(Kind::registrations).size(), 17U);
+        EXPECT_EQ(subjectsInForce(), allSubjects);
+        EXPECT_THAT(platform().logCalls(), IsEmpty());
+        delete manager;
+    }
+}
+
+TEST_F(MC_ManagerBirth, AConsoleCommandDuringItsRegistrationIsAnsweredByThisManager) {
+    std::vector<std::string> answers;
+    platform().script.registration = [&answers](std::string const& subject) {
+        if (subject == "MC") {
+            answers = platform().typeCommand("MC Channel All");
+        } else if (subject == "PrepareExit") {
+            EXPECT_EQ(platform().typeCommand("PrepareExit"), answers);
         }
     };
     EXPECT_NO_THROW(MC_Manager::instance());
-    EXPECT_EQ(platform().registered().size(), 17U);
+    EXPECT_THAT(answers,
+                ElementsAre(withNul("\n\n\t\tMC MANAGER\n\t\t----------\n\t\tMC_CHANNEL list:\n\n"
+                                    "\t\tIt is empty.\nTotal = 0\n")));
+    EXPECT_EQ(platform().journal(Kind::registrations).size(), 17U);
+    EXPECT_EQ(subjectsInForce(), allSubjects);
 }
 
 TEST_F(MC_ManagerBirth, InstanceTwiceReturnsTheSameObjectAndBuildsNothing) {
@@ -215,12 +273,7 @@ TEST_P(MC_ManagerRefusedRegistration, LeavesNothingRegisteredAndInstanceWorksLat
     ASSERT_NE(manager, nullptr);
     EXPECT_EQ(Access::existing(), manager);
     EXPECT_NE(pMClog, nullptr);
-    std::vector<std::string> subjects;
-    for (auto const& registration : platform().registered()) {
-        subjects.push_back(registration.word.empty() ? std::to_string(registration.messageId)
-                                                     : registration.word);
-    }
-    EXPECT_EQ(subjects, allSubjects);
+    EXPECT_EQ(subjectsInForce(), allSubjects);
 }
 
 TEST_P(MC_ManagerRefusedRegistration, UnregistrationThatThrowsDoesNotKeepTheOthersRegistered) {
@@ -267,6 +320,20 @@ TEST_F(MC_ManagerRegistry, FactoryNeverReturnsTheSameChannelOrIdentifierTwice) {
     std::unique_ptr<MC_Channel> const second(manager->factory());
     EXPECT_NE(first, second);
     EXPECT_EQ(second->identifier, first->identifier + 1);
+}
+
+TEST_F(MC_ManagerRegistry, OperationsThatDeclareNoExceptionsLetAFailedAllocationOut) {
+    using failing_allocation::failAfter;
+    std::string const all;
+    IPAddress const address("10.0.0.5");
+    MC_Channel& channel = newChannel();
+    EXPECT_THROW((failAfter(0), manager->factory()), std::bad_alloc);
+    EXPECT_THROW((failAfter(0), manager->registration(nullptr)), std::bad_alloc);
+    EXPECT_THROW((failAfter(0), manager->unregistration(nullptr)), std::bad_alloc);
+    EXPECT_THROW((failAfter(0), manager->getChannel(3, VCOM_DIRECTION_IN, '\0')), std::bad_alloc);
+    EXPECT_THROW((failAfter(0), manager->getChannel(all)), std::bad_alloc);
+    EXPECT_THROW((failAfter(0), manager->getChannelSet(1)), std::bad_alloc);
+    EXPECT_THROW((failAfter(0), manager->setMediaGateway(&channel, &address)), std::bad_alloc);
 }
 
 std::string referenceLine(MC_Channel const* pChannel) {

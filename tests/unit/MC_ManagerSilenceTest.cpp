@@ -1,6 +1,7 @@
 #include "tests/unit/MC_ManagerFixture.h"
 
-#include <climits>
+#include <exception>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -174,14 +175,48 @@ TEST_F(MC_ManagerSilence, TracesAfterBothAreSwitchedOff) {
     EXPECT_EQ(traces().size(), 1U);
 }
 
-struct NamedDirection {
-    int value;
-    std::string name;
-    std::string directionName;
+class MC_ManagerSilenceTrace : public MC_ManagerSilence {
+protected:
+    MC_ManagerSilenceTrace() { platform().setLogLevel(3); }
+
+    MC_Channel& in = listed(1, true, 0x1A);
+    MC_Channel& out = listed(2, false, 0x2B);
 };
 
-std::ostream& operator<<(std::ostream& out, NamedDirection const& named) {
-    return out << named.value;
+using MC_ManagerSilenceTraceSpecificationDeathTest = MC_ManagerSilenceTrace;
+
+TEST_F(MC_ManagerSilenceTrace, ThatFailsIsLoggedAndRethrownAsTheObjectThatItIs) {
+    std::exception_ptr logged;
+    std::exception_ptr thrown;
+    platform().script.log = [&](recording::LogCall const& call) {
+        if (call.line == 1183) {
+            throw std::range_error("trace");
+        }
+        logged = std::current_exception();
+    };
+    try {
+        manager->checkSilenceSuppressionMode(&in);
+    } catch (std::range_error const&) {
+        thrown = std::current_exception();
+    }
+    EXPECT_TRUE(thrown != nullptr && thrown == logged);
+    EXPECT_THAT(errors(), ElementsAre(error(withNul("Failed to Check Silence Suppression mode on "
+                                                    "channel(1A) \n"),
+                                            "trace", 1192)));
+    EXPECT_FALSE(in.vad || out.vad);
+}
+
+TEST_F(MC_ManagerSilenceTrace, ThatThrowsAnInvalidArgumentPassesItOnUnlogged) {
+    platform().script.log = failingTrace(1183, std::invalid_argument("trace"));
+    EXPECT_EQ(refusal<std::invalid_argument>([this] { manager->checkSilenceSuppressionMode(&in); }),
+              "trace");
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(MC_ManagerSilenceTraceSpecificationDeathTest, OfAnotherExceptionEndsTheProcess) {
+    platform().script.log = failingTrace(1183, std::logic_error("trace"));
+    EXPECT_DEATH(watchingForUnexpected([this] { manager->checkSilenceSuppressionMode(&in); }),
+                 ranUnexpected());
 }
 
 class MC_ManagerSilenceDirection : public MC_ManagerSilence,
@@ -193,12 +228,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerSilenceDirection,
-                         testing::Values(NamedDirection{0, "0", "NONE"},
-                                         NamedDirection{3, "3", outOfArray},
-                                         NamedDirection{-1, "minus1", outOfArray},
-                                         NamedDirection{INT_MAX, "max", outOfArray},
-                                         NamedDirection{INT_MIN, "min", outOfArray}),
-                         NameOf());
+                         testing::ValuesIn(otherDirections()), NameOf());
 
 TEST_P(MC_ManagerSilenceDirection, OtherThan1And2IsLoggedAtEveryLevelAndRethrownUnchanged) {
     MC_Channel& channel = listed(GetParam().value, true, 0x1A);

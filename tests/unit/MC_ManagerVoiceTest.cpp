@@ -1,6 +1,5 @@
 #include "tests/unit/MC_ManagerFixture.h"
 
-#include <climits>
 #include <stdexcept>
 #include <string>
 
@@ -23,18 +22,8 @@ protected:
     }
 };
 
-struct BadDirection {
-    int value;
-    std::string name;
-    std::string directionName;
-};
-
-std::ostream& operator<<(std::ostream& out, BadDirection const& bad) {
-    return out << bad.value;
-}
-
 class MC_ManagerVoiceDirection : public MC_ManagerVoice,
-                                 public testing::WithParamInterface<BadDirection> {
+                                 public testing::WithParamInterface<NamedDirection> {
 protected:
     void expectRefused(void (*call)(MC_Manager&, MC_Channel const*)) {
         MC_Channel& channel = listedChannel(GetParam().value);
@@ -46,12 +35,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerVoiceDirection,
-                         Values(BadDirection{0, "0", "NONE"}, BadDirection{3, "3", outOfArray},
-                                BadDirection{4, "4", outOfArray},
-                                BadDirection{-1, "minus1", outOfArray},
-                                BadDirection{INT_MAX, "max", outOfArray},
-                                BadDirection{INT_MIN, "min", outOfArray}),
+INSTANTIATE_TEST_SUITE_P(Directions, MC_ManagerVoiceDirection, testing::ValuesIn(otherDirections()),
                          NameOf());
 
 TEST_P(MC_ManagerVoiceDirection, OtherThan1And2IsRefusedByOpenVoiceUnsent) {

@@ -32,8 +32,8 @@ public:
      * opening of a fax path of direction 1, the channel's local ports are set already.
      *
      * May throw a std::exception, which is answered with ackErrorEvent; anything else ends the
-     * process. Don't throw after giving back the last reference of the channel: the answer would
-     * name a channel that is gone.
+     * process. Don't throw after giving back the last reference of the channel or deleting the
+     * manager: the answer would come from what is gone.
      */
     virtual void ackEvent(MC_Channel* pChannel, MC_Acknowledge const& acknowledge) = 0;
 

@@ -23,8 +23,9 @@ Platform& Platform::instance() {
 Platform::Platform()
     : log(counters),
       imc(dispatcher, log, counters),
-      configurationFile(dispatcher, log, counters,
-                        [this](Configuration const& configuration) { take(configuration); }) {
+      configurationFile(
+          dispatcher, log, counters, [this] { return imc.sid(); },
+          [this](Configuration const& configuration) { take(configuration); }) {
     setExitAction(nullptr);
     liveObjects.reset(log);
 }
@@ -50,37 +51,14 @@ void Platform::announceConfiguration() {
 }
 
 void Platform::take(Configuration const& configuration) {
-    for (auto const& entry : taken.values) {
-        store.remove(entry.first.first, entry.first.second);
-    }
-    for (auto const& entry : taken.boards) {
-        network.removeBoard(entry.first);
-    }
-    for (auto const& entry : taken.interfaces) {
-        network.removeInterface(entry.first);
-    }
-    for (auto const& entry : taken.noteworthyValues) {
-        noteworthyValues.remove(entry.first);
-    }
-    for (auto const& entry : configuration.values) {
-        store.set(entry.first.first, entry.first.second, entry.second);
-    }
-    for (auto const& entry : configuration.boards) {
-        network.setBoard(entry.first, entry.second);
-    }
-    for (auto const& entry : configuration.interfaces) {
-        network.setInterface(entry.first, entry.second);
-    }
-    for (auto const& entry : configuration.noteworthyValues) {
-        noteworthyValues.set(entry.first, entry.second);
-    }
-    taken = configuration;
+    store.replaceFile(configuration.values);
+    network.replaceFile(configuration.boards, configuration.interfaces);
+    noteworthyValues.replaceFile(configuration.noteworthyValues);
     announceConfiguration();
 }
 
 void Platform::reset() {
     configurationFile.forget();
-    taken = Configuration();
     store = Store();
     network = Network();
     noteworthyValues = NoteworthyValues();

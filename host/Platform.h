@@ -55,8 +55,6 @@ private:
     void take(Configuration const& configuration);
 
     std::function<void(int)> exitAction;
-    /** What the configuration file gave last. */
-    Configuration taken;
 };
 
 } // namespace host

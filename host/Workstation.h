@@ -60,7 +60,7 @@ public:
      */
     void setBoard(std::string const& ip, unsigned char sid);
 
-    /** Forgets all boards. */
+    /** Forgets all boards, those of the configuration file until it is read again. */
     void clearBoards();
 
     /**
@@ -92,15 +92,15 @@ public:
      * Reads a TOML configuration file, and posts message 600 when what it holds was taken. The
      * file is watched from now on: a change is read again, followed by message 600; a bad change
      * is logged and counted, the last good values stay, and no message is posted. A file replaces
-     * what the file before gave; what the program set otherwise stays. `config/Configuration.h`
-     * describes the file.
-     * @throw std::runtime_error with file, line and column when the file is bad or can't be read;
-     *        the last good values stay
+     * what the file before gave; what the program set otherwise stays and goes before what the file
+     * says of it, until the program removes it. `config/Configuration.h` describes the file.
+     * @throw std::runtime_error with the file, and with line and column where there are any, when
+     *        it is bad or can't be read; this is counted, and the last good values stay
      */
     void loadConfiguration(std::string const& path);
 
     /**
-     * Sets a value of the store as a file would; message 600 is not posted.
+     * Sets a value of the store, whatever the file says of it; message 600 is not posted.
      * @param text for a value of type code 3
      * @throw std::invalid_argument when the text is longer than 63 characters or holds a NUL
      */
@@ -108,12 +108,13 @@ public:
                           std::string const& text);
     /** The same for a value of type code 8. */
     void setConfiguration(std::string const& section, std::string const& key, std::uint8_t byte);
+    /** Removes a value of the program's, and the file's until the file is read again. */
     void removeConfiguration(std::string const& section, std::string const& key);
 
     /** Delivers message 600 to whoever registered for it, as a task of the loop. */
     void announceConfiguration();
 
-    /** Sets a noteworthy value of one byte, or removes it. */
+    /** Sets a noteworthy value of one byte, or removes it; as for values of the store. */
     void setNoteworthyValue(int number, std::uint8_t value);
     void removeNoteworthyValue(int number);
     /// @}
@@ -124,6 +125,8 @@ public:
      * Sets the level word that every DBG_Log refers to; MC_LOG_LEVEL in the environment, 0 to 3,
      * sets it at the start of the process. May be called from any thread: on the loop's the word
      * changes at once, from another one as a task of the loop, since modules read it unguarded.
+     * @param level the whole word. Its two low bits are the trace level; the others are taken as
+     *        they stand, as a board may set them, and change nothing here: 77 traces like 1
      */
     void setLogLevel(unsigned int level);
     /** The level that was set last. May be called from any thread. */
@@ -169,9 +172,11 @@ public:
     std::map<std::string, std::uint64_t> counters() const;
 
     /**
-     * Puts everything back as it was at the start of the process, for tests: transport, boards,
-     * configuration, level, sinks, counters, pending tasks, exit action. Registrations at IMC stay,
-     * and so do the collected objects that exist.
+     * Puts everything back as it was at the start of the process, for a program that plays one
+     * thing after the other, such as call files or tests: transport, boards, configuration, level,
+     * sinks, counters, pending tasks, exit action. Registrations at IMC stay, and so do the
+     * collected objects that exist. A bad variable of the environment is counted again, but not
+     * reported again.
      */
     void reset();
 

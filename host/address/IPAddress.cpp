@@ -1,6 +1,7 @@
 #include "address/IPAddress.h"
 
 #include "host/Platform.h"
+#include "host/Text.h"
 
 #include <arpa/inet.h>
 
@@ -13,7 +14,7 @@ std::uint32_t parse(std::string const& text) {
     in_addr address{};
     // A NUL would end the text for inet_pton, and hide what follows it.
     if (text.find('\0') != std::string::npos || inet_pton(AF_INET, text.c_str(), &address) != 1) {
-        throw std::invalid_argument("\"" + text + "\" is no IPv4 address");
+        throw std::invalid_argument(host::quoted(text) + " is no IPv4 address");
     }
     return ntohl(address.s_addr);
 }

@@ -1,6 +1,8 @@
 #include "host/config/Configuration.h"
 
 #include "address/IPAddress.h"
+#include "host/Text.h"
+#include "host/imc/SidText.h"
 
 #include <toml++/toml.h>
 
@@ -25,9 +27,21 @@ constexpr KnownValue knownValues[] = {
     {"gateway", "rtptick_request", Kind::byte},
 };
 
+/** The keys of a table of known values, as one text. */
+std::string keysOf(std::string const& table) {
+    std::string keys;
+    for (KnownValue const& value : knownValues) {
+        if (table == value.table) {
+            keys += (keys.empty() ? "" : " or ") + std::string(value.key);
+        }
+    }
+    return keys;
+}
+
 class Reader {
 public:
-    explicit Reader(std::string const& fileName) : name(fileName) {}
+    Reader(std::string const& fileName, unsigned char processSid)
+        : name(fileName), ownSid(processSid) {}
 
     Configuration read(std::string const& text) {
         toml::table const root = parse(text);
@@ -54,7 +68,8 @@ private:
     }
 
     [[noreturn]] void unknown(toml::key const& key, std::string const& expected) const {
-        fail(key.source(), "unknown key \"" + std::string(key.str()) + "\", expected " + expected);
+        fail(key.source(),
+             "unknown key " + quoted(std::string(key.str())) + ", expected " + expected);
     }
 
     toml::table parse(std::string const& text) const {
@@ -67,7 +82,7 @@ private:
 
     toml::table const& tableAt(toml::key const& key, toml::node const& node) const {
         if (!node.is_table()) {
-            fail(node.source(), "\"" + std::string(key.str()) + "\" is no table");
+            fail(node.source(), quoted(std::string(key.str())) + " is no table");
         }
         return *node.as_table();
     }
@@ -117,7 +132,7 @@ private:
                                                 return section == value.table && name == value.key;
                                             });
             if (known == std::end(knownValues)) {
-                fail(key.source(), "unknown key \"" + std::string(key.str()) + "\"");
+                unknown(key, keysOf(section));
             }
             configuration.values[{"/current//" + section, std::string(key.str())}] =
                 known->kind == Kind::text ? storedText(node) : Store::Value(byteAt(node));
@@ -136,7 +151,22 @@ private:
     void readBoards(toml::table const& table) {
         for (auto const& [key, node] : table) {
             std::uint32_t const ip = ipAt(key.source(), std::string(key.str()));
-            configuration.boards[ip] = byteAt(node);
+            unsigned char const sid = byteAt(node);
+            checkSid(node.source(), sid);
+            configuration.boards[ip] = sid;
+        }
+    }
+
+    /** Two on one IMC address would receive each other's messages. */
+    void checkSid(toml::source_region const& where, unsigned char sid) const {
+        if (sid == ownSid) {
+            fail(where, sidText(sid) + " is this process's own IMC address");
+        }
+        for (auto const& [ip, taken] : configuration.boards) {
+            if (sid == taken) {
+                fail(where, sidText(sid) + " is the IMC address of board " +
+                                std::string(IPAddress(ip)) + " too");
+            }
         }
     }
 
@@ -162,13 +192,15 @@ private:
     }
 
     std::string const& name;
+    unsigned char const ownSid;
     Configuration configuration;
 };
 
 } // namespace
 
-Configuration parseConfiguration(std::string const& text, std::string const& name) {
-    return Reader(name).read(text);
+Configuration parseConfiguration(std::string const& text, std::string const& name,
+                                 unsigned char ownSid) {
+    return Reader(name, ownSid).read(text);
 }
 
 } // namespace host

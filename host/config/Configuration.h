@@ -18,7 +18,8 @@ namespace host {
  *     [current.gateway]          # section "/current//gateway"
  *     rtptick_request = 1        # 0 to 255
  *
- *     [boards]                   # IPv4 address of each voice-over-IP board and its IMC address
+ *     [boards]                   # IPv4 address of each voice-over-IP board and its IMC address,
+ *                                # which is nobody else's
  *     "192.168.0.10" = 0x10
  *
  *     [interfaces]               # IPv4 addresses of the network interfaces that modules ask for
@@ -37,9 +38,11 @@ struct Configuration {
 /**
  * Reads the text of a configuration file.
  * @param name of the file, for the error
+ * @param ownSid IMC address of this process, which no board may have
  * @throw std::runtime_error with "name:line:column: " and what is wrong there
  */
-Configuration parseConfiguration(std::string const& text, std::string const& name);
+Configuration parseConfiguration(std::string const& text, std::string const& name,
+                                 unsigned char ownSid);
 
 } // namespace host
 

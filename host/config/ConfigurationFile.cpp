@@ -1,5 +1,7 @@
 #include "host/config/ConfigurationFile.h"
 
+#include "host/Text.h"
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -27,30 +29,27 @@ struct Contents {
     }
 };
 
+Contents unreadable(std::string const& why) {
+    return {"", "can't be read: " + why};
+}
+
 Contents look(std::filesystem::path const& path) {
     std::error_code code;
     bool const isRegular = std::filesystem::is_regular_file(path, code);
     if (code) {
-        return {"", "can't be read: " + code.message()};
+        return unreadable(code.message());
     }
     // Anything else, such as a pipe, would hold up the loop.
     if (!isRegular) {
-        return {"", "can't be read: it is no regular file"};
+        return unreadable("it is no regular file");
     }
     errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (!file) {
-        return {"", std::string("can't be read: ") + std::strerror(errno)};
+        return unreadable(std::strerror(errno));
     }
     return {std::move(text), ""};
-}
-
-Configuration parse(Contents const& contents, std::string const& name) {
-    if (!contents.error.empty()) {
-        throw std::runtime_error(name + ": " + contents.error);
-    }
-    return parseConfiguration(contents.text, name);
 }
 
 } // namespace
@@ -66,18 +65,24 @@ struct ConfigurationFile::Watch {
     std::optional<Contents> fresh;
 };
 
-ConfigurationFile::ConfigurationFile(Dispatcher& loop, Log& logTo, Counters& faults, Take taker)
-    : dispatcher(loop), log(logTo), counters(faults), take(std::move(taker)) {}
+ConfigurationFile::ConfigurationFile(Dispatcher& loop, Log& logTo, Counters& faults, OwnSid own,
+                                     Take taker)
+    : dispatcher(loop),
+      log(logTo),
+      counters(faults),
+      ownSid(std::move(own)),
+      take(std::move(taker)) {}
 
 ConfigurationFile::~ConfigurationFile() = default;
 
 void ConfigurationFile::load(std::string const& path) {
     auto const next = std::make_shared<Watch>();
-    next->name = path;
-    next->path = std::filesystem::absolute(path);
-    next->judged = look(next->path);
+    next->name = path.empty() ? quoted(path) : path;
+    std::error_code code;
+    next->path = std::filesystem::absolute(path, code);
+    next->judged = code ? unreadable(code.message()) : look(next->path);
     try {
-        Configuration const configuration = parse(next->judged, next->name);
+        Configuration const configuration = parse(*next);
         watch = next;
         take(configuration);
     } catch (std::runtime_error const&) {
@@ -89,6 +94,13 @@ void ConfigurationFile::load(std::string const& path) {
 
 void ConfigurationFile::forget() {
     watch.reset();
+}
+
+Configuration ConfigurationFile::parse(Watch const& file) const {
+    if (!file.judged.error.empty()) {
+        throw std::runtime_error(file.name + ": " + file.judged.error);
+    }
+    return parseConfiguration(file.judged.text, file.name, ownSid());
 }
 
 void ConfigurationFile::schedule() {
@@ -116,7 +128,7 @@ void ConfigurationFile::poll() {
 
 void ConfigurationFile::change() {
     try {
-        take(parse(watch->judged, watch->name));
+        take(parse(*watch));
     } catch (std::runtime_error const& error) {
         counters.add(Cause::configurationRefused);
         log.error("changed configuration refused, the values before stay", error.what(), source,

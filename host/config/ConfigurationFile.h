@@ -20,13 +20,16 @@ namespace host {
  */
 class ConfigurationFile {
 public:
+    using OwnSid = std::function<unsigned char()>;
     using Take = std::function<void(Configuration const&)>;
 
     /**
      * All references have to outlive this object.
+     * @param ownSid answers the IMC address of this process, which no board may have
      * @param take is handed what a good file says
      */
-    ConfigurationFile(Dispatcher& dispatcher, Log& log, Counters& counters, Take take);
+    ConfigurationFile(Dispatcher& dispatcher, Log& log, Counters& counters, OwnSid ownSid,
+                      Take take);
     ~ConfigurationFile();
     ConfigurationFile(ConfigurationFile const&) = delete;
     ConfigurationFile& operator=(ConfigurationFile const&) = delete;
@@ -43,6 +46,7 @@ public:
 private:
     struct Watch;
 
+    Configuration parse(Watch const& file) const;
     void schedule();
     void poll();
     /** Takes or refuses a change; a refusal is logged and counted. */
@@ -51,6 +55,7 @@ private:
     Dispatcher& dispatcher;
     Log& log;
     Counters& counters;
+    OwnSid ownSid;
     Take take;
     std::shared_ptr<Watch> watch;
 };

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -32,21 +31,20 @@ std::uint32_t machineInterface(std::string const& name) {
 } // namespace
 
 std::optional<unsigned char> Network::boardSid(std::uint32_t ip) const {
-    auto const found = boards.find(ip);
-    if (found == boards.end()) {
+    unsigned char const* const found = boards.find(ip);
+    if (found == nullptr) {
         return std::nullopt;
     }
-    return found->second;
+    return *found;
 }
 
 bool Network::isBoardSid(unsigned char sid) const {
-    return std::any_of(boards.begin(), boards.end(),
-                       [sid](auto const& board) { return board.second == sid; });
+    return boards.holds(sid);
 }
 
 std::uint32_t Network::interfaceAddress(std::string const& name) const {
-    auto const found = interfaces.find(name);
-    return found == interfaces.end() ? machineInterface(name) : found->second;
+    std::uint32_t const* const found = interfaces.find(name);
+    return found == nullptr ? machineInterface(name) : *found;
 }
 
 } // namespace host

@@ -1,6 +1,8 @@
 #ifndef HOST_NETWORK_H
 #define HOST_NETWORK_H
 
+#include "host/config/Layered.h"
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -14,8 +16,10 @@ namespace host {
  */
 class Network {
 public:
-    void setBoard(std::uint32_t ip, unsigned char sid) { boards[ip] = sid; }
-    void removeBoard(std::uint32_t ip) { boards.erase(ip); }
+    using Boards = std::map<std::uint32_t, unsigned char>;
+    using Interfaces = std::map<std::string, std::uint32_t>;
+
+    void setBoard(std::uint32_t ip, unsigned char sid) { boards.set(ip, sid); }
     void clearBoards() { boards.clear(); }
 
     /** The IMC address of the board with this IPv4 address; none when it is no board's. */
@@ -23,8 +27,13 @@ public:
     /** Whether a board has this IMC address. */
     bool isBoardSid(unsigned char sid) const;
 
-    void setInterface(std::string const& name, std::uint32_t ip) { interfaces[name] = ip; }
-    void removeInterface(std::string const& name) { interfaces.erase(name); }
+    void setInterface(std::string const& name, std::uint32_t ip) { interfaces.set(name, ip); }
+
+    /** Replaces what the configuration file gave before. */
+    void replaceFile(Boards const& givenBoards, Interfaces const& givenInterfaces) {
+        boards.replaceFile(givenBoards);
+        interfaces.replaceFile(givenInterfaces);
+    }
 
     /**
      * The address that was set for the name; otherwise the machine's own interface of that name
@@ -33,8 +42,8 @@ public:
     std::uint32_t interfaceAddress(std::string const& name) const;
 
 private:
-    std::map<std::uint32_t, unsigned char> boards;
-    std::map<std::string, std::uint32_t> interfaces;
+    Layered<Boards::key_type, Boards::mapped_type> boards;
+    Layered<Interfaces::key_type, Interfaces::mapped_type> interfaces;
 };
 
 } // namespace host

@@ -31,11 +31,11 @@ void Store::set(std::string const& section, std::string const& key, Value const&
             throw std::invalid_argument(section + " " + key + ": " + fault);
         }
     }
-    values[{section, key}] = value;
+    values.set({section, key}, value);
 }
 
 void Store::remove(std::string const& section, std::string const& key) {
-    values.erase({section, key});
+    values.remove({section, key});
 }
 
 int Store::read(char const* section, char const* key, void* destination, int type,
@@ -45,12 +45,12 @@ int Store::read(char const* section, char const* key, void* destination, int typ
         return badArgument;
     }
     *count = 0;
-    auto const found = values.find({section, key});
-    if (found == values.end()) {
+    Value const* const found = values.find({section, key});
+    if (found == nullptr) {
         return missing;
     }
-    auto const* const text = std::get_if<std::string>(&found->second);
-    auto const* const byte = std::get_if<std::uint8_t>(&found->second);
+    auto const* const text = std::get_if<std::string>(found);
+    auto const* const byte = std::get_if<std::uint8_t>(found);
     if (type == CFG_TYPE_TEXT && text != nullptr) {
         std::memcpy(destination, text->c_str(), text->size() + 1);
     } else if (type == CFG_TYPE_BYTE && byte != nullptr) {

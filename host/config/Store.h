@@ -1,6 +1,8 @@
 #ifndef HOST_STORE_H
 #define HOST_STORE_H
 
+#include "host/config/Layered.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -27,11 +29,14 @@ public:
     void set(std::string const& section, std::string const& key, Value const& value);
     void remove(std::string const& section, std::string const& key);
 
+    /** Replaces what the configuration file gave before; its texts have no fault. */
+    void replaceFile(Values const& given) { values.replaceFile(given); }
+
     /** As the function `get` of the platform. */
     int read(char const* section, char const* key, void* destination, int type, int* count) const;
 
 private:
-    Values values;
+    Layered<Values::key_type, Value> values;
 };
 
 } // namespace host

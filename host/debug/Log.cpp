@@ -1,6 +1,7 @@
 #include "host/debug/Log.h"
 
 #include "host/Environment.h"
+#include "host/Text.h"
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
@@ -13,6 +14,13 @@ namespace {
 
 char const source[] = "host/debug/Log";
 
+/** Without NUL characters, and without blanks and line ends at the end. */
+std::string trimmed(std::string const& text) {
+    std::string result = withoutNul(text);
+    result.resize(result.find_last_not_of("\n\r ") + 1);
+    return result;
+}
+
 } // namespace
 
 std::string printable(Log::Line const& line) {
@@ -20,18 +28,16 @@ std::string printable(Log::Line const& line) {
     if (!line.file.empty()) {
         text = line.file + ":" + std::to_string(line.line) + ": ";
     }
-    text += line.text;
-    if (!line.detail.empty()) {
-        text += ": " + line.detail;
+    text += trimmed(line.text);
+    std::string const detail = trimmed(line.detail);
+    if (!detail.empty()) {
+        text += " : " + detail;
     }
-    std::string::size_type const last = text.find_last_not_of(std::string("\0\n\r ", 4));
-    text.resize(last + 1);
     std::string shown;
     for (char const character : text) {
+        shown += character;
         if (character == '\n') {
-            shown += "\n    ";
-        } else if (character != '\0') {
-            shown += character;
+            shown += "    ";
         }
     }
     return shown;
@@ -102,8 +108,11 @@ void Log::reset() {
 }
 
 void Log::reportEnvironment(std::string const& fault) {
-    if (!fault.empty()) {
-        counters.add(Cause::badEnvironment);
+    if (fault.empty()) {
+        return;
+    }
+    counters.add(Cause::badEnvironment);
+    if (reportedFaults.insert(fault).second) {
         error("a variable of the environment is ignored", fault, source, __LINE__);
     }
 }

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
 namespace spdlog {
@@ -54,7 +55,7 @@ public:
     /** Standard error, and the level that the environment says. */
     void reset();
 
-    /** Reports a bad variable of the environment. */
+    /** Counts a bad variable of the environment, and reports it when it was not reported yet. */
     void reportEnvironment(std::string const& fault);
 
 private:
@@ -67,12 +68,14 @@ private:
     std::mutex sinkMutex;
     std::shared_ptr<Sink const> sink;
     std::unique_ptr<spdlog::logger> standardError;
+    /** Kept over `reset`: the environment is the same one after it. */
+    std::set<std::string> reportedFaults;
 };
 
 /**
  * A line as standard error shows it behind time and level: source and line when there is a source,
- * text, detail when there is one. NUL characters are dropped, line ends at the end too, and the
- * lines of a longer text are indented under the first.
+ * text, detail when there is one. NUL characters are dropped, blanks and line ends at the end of
+ * text and detail too, and the lines of a longer text are indented under the first.
  */
 std::string printable(Log::Line const& line);
 

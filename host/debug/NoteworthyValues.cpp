@@ -5,11 +5,11 @@
 namespace host {
 
 bool NoteworthyValues::read(int number, void* destination, std::size_t size) const {
-    auto const found = values.find(number);
-    if (found == values.end() || destination == nullptr || size != sizeof found->second) {
+    std::uint8_t const* const found = values.find(number);
+    if (found == nullptr || destination == nullptr || size != sizeof *found) {
         return false;
     }
-    std::memcpy(destination, &found->second, size);
+    std::memcpy(destination, found, size);
     return true;
 }
 

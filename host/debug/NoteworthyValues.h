@@ -1,6 +1,8 @@
 #ifndef HOST_NOTEWORTHYVALUES_H
 #define HOST_NOTEWORTHYVALUES_H
 
+#include "host/config/Layered.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -10,14 +12,19 @@ namespace host {
 /** The noteworthy values that are set; each is one byte. */
 class NoteworthyValues {
 public:
-    void set(int number, std::uint8_t value) { values[number] = value; }
-    void remove(int number) { values.erase(number); }
+    using Values = std::map<int, std::uint8_t>;
+
+    void set(int number, std::uint8_t value) { values.set(number, value); }
+    void remove(int number) { values.remove(number); }
+
+    /** Replaces what the configuration file gave before. */
+    void replaceFile(Values const& given) { values.replaceFile(given); }
 
     /** As DBG_NoteworthyValueMgr::getValue. */
     bool read(int number, void* destination, std::size_t size) const;
 
 private:
-    std::map<int, std::uint8_t> values;
+    Layered<Values::key_type, Values::mapped_type> values;
 };
 
 } // namespace host

@@ -1,5 +1,6 @@
 #include "host/imc/Imc.h"
 
+#include "host/Text.h"
 #include "host/Workstation.h"
 #include "host/imc/InProcessTransport.h"
 #include "imc/IMC_CommandObserver.h"
@@ -14,8 +15,10 @@ namespace {
 
 char const source[] = "host/imc/Imc";
 
+/** What ends a word of a console line. */
+char const blanks[] = " \t\r\n";
+
 std::string firstWord(std::string const& line) {
-    static char const blanks[] = " \t\r\n";
     std::string::size_type const begin = line.find_first_not_of(blanks);
     if (begin == std::string::npos) {
         return "";
@@ -67,20 +70,24 @@ void Imc::unregistration(IMC_Observer* observer, long messageId) {
 
 void Imc::registration(IMC_CommandObserver* observer, std::string const& word) {
     if (observer == nullptr) {
-        throw std::runtime_error("IMC registration of a null observer for command \"" + word +
-                                 "\"");
+        throw std::runtime_error("IMC registration of a null observer for command " + quoted(word));
     }
     if (word.empty()) {
         throw std::runtime_error("IMC registration for a command without a word");
     }
+    if (word.find_first_of(blanks) != std::string::npos) {
+        throw std::runtime_error("IMC registration for command " + quoted(word) +
+                                 ", which holds a blank: no line of a console has it as its first "
+                                 "word");
+    }
     if (!commandObservers.add(word, *observer)) {
-        throw std::runtime_error("IMC observer is registered already for command \"" + word + "\"");
+        throw std::runtime_error("IMC observer is registered already for command " + quoted(word));
     }
 }
 
 void Imc::unregistration(IMC_CommandObserver* observer, std::string const& word) {
     if (!commandObservers.remove(word, observer)) {
-        throw std::runtime_error("IMC observer is not registered for command \"" + word + "\"");
+        throw std::runtime_error("IMC observer is not registered for command " + quoted(word));
     }
 }
 

@@ -101,6 +101,34 @@ TEST_F(ConfigurationFile, AFileThatIsMissingIsRefusedByName) {
               path.string() + ": can't be read: No such file or directory");
 }
 
+TEST_F(ConfigurationFile, AFileWithoutANameIsRefusedAndCounted) {
+    std::string const text =
+        failureOf<std::runtime_error>([&] { workstation.loadConfiguration(""); });
+    EXPECT_EQ(text.substr(0, text.rfind(": ")), "\"\": can't be read");
+    EXPECT_EQ(counted("configuration.refused"), 1U);
+}
+
+TEST_F(ConfigurationFile, AFileOfADirectoryThatIsGoneIsRefusedByNameAndCounted) {
+    std::filesystem::path const before = std::filesystem::current_path();
+    std::filesystem::path const gone = directory / "gone";
+    std::filesystem::create_directory(gone);
+    std::filesystem::current_path(gone);
+    std::filesystem::remove(gone);
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { workstation.loadConfiguration("gw.toml"); }),
+              "gw.toml: can't be read: No such file or directory");
+    std::filesystem::current_path(before);
+    EXPECT_EQ(counted("configuration.refused"), 1U);
+}
+
+TEST_F(ConfigurationFile, ABoardOnTheAddressThatThisProcessHasIsRefused) {
+    write("[boards]\n\"10.0.0.1\" = 0x90\n");
+    load();
+    workstation.setSid(0x90);
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { workstation.loadConfiguration(path.string()); }),
+              path.string() + ":2:14: 0x90 is this process's own IMC address");
+    EXPECT_EQ(counted("configuration.refused"), 1U);
+}
+
 TEST_F(ConfigurationFile, AnythingButARegularFileIsRefused) {
     EXPECT_EQ(
         failureOf<std::runtime_error>([&] { workstation.loadConfiguration(directory.string()); }),
@@ -196,7 +224,7 @@ TEST_F(ConfigurationFile, OnlyTheFileThatWasLoadedLastIsWatched) {
 }
 
 TEST_F(ConfigurationFile, AFileReplacesWhatTheFileBeforeGaveAndNothingElse) {
-    write(fax("tcp") + "[boards]\n\"10.0.0.1\" = 1\n[interfaces]\nvoicelan = \"10.0.0.1\"\n"
+    write(fax("tcp") + "[boards]\n\"10.0.0.1\" = 3\n[interfaces]\nvoicelan = \"10.0.0.1\"\n"
                        "[noteworthy]\n5 = 1\n");
     load();
     workstation.setConfiguration("/current//gateway", "rtptick_request", std::uint8_t{9});
@@ -214,6 +242,52 @@ TEST_F(ConfigurationFile, AFileReplacesWhatTheFileBeforeGaveAndNothingElse) {
     int count = 1;
     EXPECT_EQ(get("/current//gateway", "rtptick_request", &value, CFG_TYPE_BYTE, &count), 0);
     EXPECT_EQ(value, 9);
+}
+
+TEST_F(ConfigurationFile, WhatTheProgramSetStaysWhateverTheFileSaysOfIt) {
+    std::string const all = "[boards]\n\"10.0.0.1\" = 0x80\n[interfaces]\nvoicelan = "
+                            "\"10.0.0.1\"\n[noteworthy]\n5 = 1\n";
+    auto const expectTheProgramsValues = [&](std::string const& when) {
+        EXPECT_EQ(storedFax(), "prog") << when;
+        EXPECT_EQ(imc().getSid(12, IPAddress("10.0.0.1")), 0x90) << when;
+        EXPECT_EQ(imc().getStringSid(0x80), "sid(0x80)") << when;
+        EXPECT_EQ(imc().getStringSid(0x90), "board(0x90)") << when;
+        EXPECT_EQ(std::string(IPAddress::GetAddress("voicelan")), "10.0.0.9") << when;
+        unsigned char value = 0;
+        EXPECT_TRUE(DBG_NoteworthyValueMgr::instance()->getValue(5, &value, 1)) << when;
+        EXPECT_EQ(value, 9) << when;
+    };
+    write(fax("new") + all);
+    load();
+    workstation.setConfiguration("/current//gw_priv", "fax_proto", "prog");
+    workstation.setBoard("10.0.0.1", 0x90);
+    workstation.setInterface("voicelan", "10.0.0.9");
+    workstation.setNoteworthyValue(5, 9);
+    expectTheProgramsValues("set over the file's");
+    write(fax("newer") + all);
+    EXPECT_TRUE(runUntil([&] { return !announced.empty(); }));
+    expectTheProgramsValues("the file changed");
+    announced.clear();
+    write("");
+    EXPECT_TRUE(runUntil([&] { return !announced.empty(); }));
+    expectTheProgramsValues("the file is empty");
+}
+
+TEST_F(ConfigurationFile, WhatTheProgramRemovesIsGoneUntilTheFileGivesItAgain) {
+    write(fax("tcp") + "[boards]\n\"10.0.0.1\" = 0x80\n[noteworthy]\n5 = 1\n");
+    load();
+    workstation.setConfiguration("/current//gw_priv", "fax_proto", "prog");
+    workstation.removeConfiguration("/current//gw_priv", "fax_proto");
+    workstation.clearBoards();
+    workstation.removeNoteworthyValue(5);
+    unsigned char value = 0;
+    EXPECT_EQ(storedFax(), "");
+    EXPECT_FALSE(CFG_Manager::isVoIPBoardIP(IPAddress("10.0.0.1")));
+    EXPECT_FALSE(DBG_NoteworthyValueMgr::instance()->getValue(5, &value, 1));
+    load();
+    EXPECT_EQ(storedFax(), "tcp");
+    EXPECT_TRUE(CFG_Manager::isVoIPBoardIP(IPAddress("10.0.0.1")));
+    EXPECT_TRUE(DBG_NoteworthyValueMgr::instance()->getValue(5, &value, 1));
 }
 
 TEST_F(ConfigurationFile, ValuesThatTheProgramSetsAreNotAnnounced) {

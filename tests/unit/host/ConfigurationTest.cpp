@@ -10,12 +10,18 @@ using host::Configuration;
 using host::parseConfiguration;
 using host::Store;
 
+constexpr unsigned char ownSid = 0x01;
+
+Configuration parsed(std::string const& text) {
+    return parseConfiguration(text, "gw.toml", ownSid);
+}
+
 std::string refusal(std::string const& text) {
-    return failureOf<std::runtime_error>([&] { parseConfiguration(text, "gw.toml"); });
+    return failureOf<std::runtime_error>([&] { parsed(text); });
 }
 
 TEST(Configuration, AnEmptyFileSaysNothing) {
-    Configuration const read = parseConfiguration("", "gw.toml");
+    Configuration const read = parsed("");
     EXPECT_TRUE(read.values.empty());
     EXPECT_TRUE(read.boards.empty());
     EXPECT_TRUE(read.interfaces.empty());
@@ -23,19 +29,18 @@ TEST(Configuration, AnEmptyFileSaysNothing) {
 }
 
 TEST(Configuration, ReadsEveryTable) {
-    Configuration const read = parseConfiguration("[current.gw_priv]\n"
-                                                  "fax_proto = \"tcp\"\n"
-                                                  "[current.gateway]\n"
-                                                  "rtptick_request = 255\n"
-                                                  "[boards]\n"
-                                                  "\"192.168.0.10\" = 0x10\n"
-                                                  "\"192.168.0.11\" = 0xFA\n"
-                                                  "[interfaces]\n"
-                                                  "voicelan = \"192.168.0.10\"\n"
-                                                  "[noteworthy]\n"
-                                                  "5 = 1\n"
-                                                  "-3 = 0\n",
-                                                  "gw.toml");
+    Configuration const read = parsed("[current.gw_priv]\n"
+                                      "fax_proto = \"tcp\"\n"
+                                      "[current.gateway]\n"
+                                      "rtptick_request = 255\n"
+                                      "[boards]\n"
+                                      "\"192.168.0.10\" = 0x10\n"
+                                      "\"192.168.0.11\" = 0xFA\n"
+                                      "[interfaces]\n"
+                                      "voicelan = \"192.168.0.10\"\n"
+                                      "[noteworthy]\n"
+                                      "5 = 1\n"
+                                      "-3 = 0\n");
     Store::Values const values = {
         {{"/current//gw_priv", "fax_proto"}, std::string("tcp")},
         {{"/current//gateway", "rtptick_request"}, std::uint8_t{255}},
@@ -68,12 +73,12 @@ TEST(Configuration, AnUnknownTableIsRefused) {
 
 TEST(Configuration, AnUnknownValueOfASectionIsRefused) {
     EXPECT_EQ(refusal("[current.gw_priv]\nfax_prot = \"udp\"\n"),
-              "gw.toml:2:1: unknown key \"fax_prot\"");
+              "gw.toml:2:1: unknown key \"fax_prot\", expected fax_proto");
 }
 
 TEST(Configuration, AValueOfAnotherSectionIsRefused) {
     EXPECT_EQ(refusal("[current.gateway]\nfax_proto = \"udp\"\n"),
-              "gw.toml:2:1: unknown key \"fax_proto\"");
+              "gw.toml:2:1: unknown key \"fax_proto\", expected rtptick_request");
 }
 
 TEST(Configuration, AValueOfAnotherTypeIsRefused) {
@@ -103,6 +108,25 @@ TEST(Configuration, AnAddressThatIsNoneIsRefused) {
               "gw.toml:2:12: \"eth0\" is no IPv4 address");
 }
 
+TEST(Configuration, TwoBoardsOnOneImcAddressAreRefused) {
+    EXPECT_EQ(refusal("[boards]\n\"10.0.0.1\" = 0x80\n\"10.0.0.2\" = 0x80\n"),
+              "gw.toml:3:14: 0x80 is the IMC address of board 10.0.0.1 too");
+    EXPECT_EQ(parsed("[boards]\n\"10.0.0.1\" = 0x80\n\"10.0.0.2\" = 0x81\n").boards.size(), 2U);
+}
+
+TEST(Configuration, ABoardOnTheImcAddressOfThisProcessIsRefused) {
+    EXPECT_EQ(refusal("[boards]\n\"10.0.0.1\" = 0x80\n\"10.0.0.2\" = 1\n"),
+              "gw.toml:3:14: 0x01 is this process's own IMC address");
+}
+
+TEST(Configuration, ANulCharacterInAKeyDoesNotEndTheError) {
+    EXPECT_EQ(refusal("[boards]\n\"10.0.0.1\\u0000\" = 1\n"),
+              "gw.toml:2:1: \"10.0.0.1\\0\" is no IPv4 address");
+    EXPECT_EQ(refusal("\"a\\u0000b\" = 1\n"),
+              "gw.toml:1:1: unknown key \"a\\0b\", expected current, boards, interfaces or "
+              "noteworthy");
+}
+
 TEST(Configuration, ANoteworthyNumberThatIsNoneIsRefused) {
     EXPECT_EQ(refusal("[noteworthy]\n5x = 1\n"),
               "gw.toml:2:1: unknown key \"5x\", expected the number of a noteworthy value");
@@ -118,8 +142,7 @@ TEST(Configuration, ANoteworthyNumberWrittenInTwoWaysIsRefused) {
 
 TEST(Configuration, ATextOf63CharactersIsTakenAndOneMoreIsRefused) {
     std::string const longest(63, 'u');
-    Configuration const read =
-        parseConfiguration("[current.gw_priv]\nfax_proto = \"" + longest + "\"\n", "gw.toml");
+    Configuration const read = parsed("[current.gw_priv]\nfax_proto = \"" + longest + "\"\n");
     EXPECT_EQ(std::get<std::string>(read.values.at({"/current//gw_priv", "fax_proto"})), longest);
     EXPECT_EQ(refusal("[current.gw_priv]\nfax_proto = \"" + longest + "u\"\n"),
               "gw.toml:2:13: a text has 63 characters at most, not 64");

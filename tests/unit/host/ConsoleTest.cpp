@@ -142,6 +142,12 @@ TEST_F(Console, RefusalsNameTheWord) {
               "IMC registration of a null observer for command \"MC\"");
     EXPECT_EQ(failureOf<std::runtime_error>([&] { imc().registration(&command, ""); }),
               "IMC registration for a command without a word");
+    for (std::string const blank : {" ", "\t", "\r", "\n"}) {
+        std::string const word = "MC" + blank + "Dsp";
+        EXPECT_EQ(failureOf<std::runtime_error>([&] { imc().registration(&command, word); }),
+                  "IMC registration for command \"" + word +
+                      "\", which holds a blank: no line of a console has it as its first word");
+    }
     EXPECT_EQ(failureOf<std::runtime_error>([&] { imc().unregistration(&command, "MC"); }),
               "IMC observer is not registered for command \"MC\"");
     imc().registration(&command, "MC");

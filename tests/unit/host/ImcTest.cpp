@@ -263,13 +263,13 @@ using ImcDeathTest = Imc;
 TEST_F(ImcDeathTest, CoreDumpExitWritesItsLineAndAborts) {
     workstation.setLogSink(nullptr);
     EXPECT_DEATH(IMC_Manager::coreDumpExit(0),
-                 "error host/imc/IMC_Manager:[0-9]+: the process ends with a core dump: cause 0");
+                 "error host/imc/IMC_Manager:[0-9]+: the process ends with a core dump : cause 0");
 }
 
 TEST_F(ImcDeathTest, AnEmptyExitActionIsTheAbort) {
     workstation.setLogSink(nullptr);
     workstation.setExitAction(nullptr);
-    EXPECT_DEATH(IMC_Manager::coreDumpExit(5), "core dump: cause 5");
+    EXPECT_DEATH(IMC_Manager::coreDumpExit(5), "core dump : cause 5");
 }
 
 } // namespace

@@ -116,6 +116,9 @@ TEST_F(LiveObjects, TheTraceSwitchIsSetByTheEnvironment) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find(
                   "MC_GC_TRACE is \"yes\", not a number from 0 to 1"),
               std::string::npos);
+    testing::internal::CaptureStderr();
+    workstation.reset();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     unsetenv("MC_GC_TRACE");
     EXPECT_FALSE(collector().isTraceOn());
     EXPECT_EQ(counted("environment.bad_value"), 1U);

@@ -2,6 +2,7 @@
 
 #include "Fixture.h"
 
+#include "address/IPAddress.h"
 #include "debug/DBG_Log.h"
 
 #include <gmock/gmock.h>
@@ -41,7 +42,7 @@ protected:
 TEST_F(Log, AnErrorShowsTimeLevelSourceLineTextAndDetail) {
     EXPECT_THAT(shown([&] { log.error("it failed", "disk full", "a/b", 7); }),
                 MatchesRegex("[0-9]+-[0-9]+-[0-9]+ [0-9]+:[0-9]+:[0-9]+[.][0-9]+ error a/b:7: it "
-                             "failed: disk full\n"));
+                             "failed : disk full\n"));
 }
 
 TEST_F(Log, ATraceShowsTimeLevelSourceLineAndText) {
@@ -92,17 +93,24 @@ TEST_F(Log, ASinkMayLogAndReplaceItself) {
 
 TEST_F(Log, NulCharactersAreDroppedInPrintingOnly) {
     EXPECT_EQ(printable({true, std::string("a\0b\0", 4), std::string("c\0", 2), "f", 1}),
-              "f:1: ab: c");
+              "f:1: ab : c");
 }
 
 TEST_F(Log, AnEmptyDetailAndAnEmptySourceAreLeftOut) {
     EXPECT_EQ(printable({true, "a", "", "f", 1}), "f:1: a");
-    EXPECT_EQ(printable({true, "a", "b", "", 0}), "a: b");
+    EXPECT_EQ(printable({true, "a", "b", "", 0}), "a : b");
 }
 
 TEST_F(Log, TheLinesOfALongTextAreIndentedAndLineEndsAtItsEndDropped) {
     EXPECT_EQ(printable({false, std::string("a\n\tb\nc\n\0", 8), "", "f", 1}),
               "f:1: a\n    \tb\n    c");
+}
+
+TEST_F(Log, ADetailStandsOnTheLineOfATextThatEndsWithALineEnd) {
+    EXPECT_EQ(printable({true, std::string("on channel(1) \n\0", 16),
+                         std::string("Direction none invalid\n\0", 24), "f", 1}),
+              "f:1: on channel(1) : Direction none invalid");
+    EXPECT_EQ(printable({true, "a\n", std::string("\n\0", 2), "f", 1}), "f:1: a");
 }
 
 TEST_F(Log, EveryLogRefersToTheLevelThatIsSet) {
@@ -113,6 +121,19 @@ TEST_F(Log, EveryLogRefersToTheLevelThatIsSet) {
     workstation.setLogLevel(0xFFFFFFFEU);
     EXPECT_EQ(log.level, 0xFFFFFFFEU);
     EXPECT_EQ(workstation.logLevel(), 0xFFFFFFFEU);
+}
+
+TEST_F(Log, OnlyTheTwoLowBitsOfTheLevelWordAreTheTraceLevel) {
+    auto const tracesAt = [this](unsigned int level) {
+        workstation.setLogLevel(level);
+        lines.clear();
+        imc().getSid(12, IPAddress("10.0.0.1"));
+        return !lines.empty();
+    };
+    EXPECT_TRUE(tracesAt(3));
+    EXPECT_TRUE(tracesAt(0xFFFFFFFEU));
+    EXPECT_FALSE(tracesAt(77));
+    EXPECT_FALSE(tracesAt(4));
 }
 
 TEST_F(Log, TheEnvironmentSetsTheLevel) {
@@ -132,6 +153,8 @@ TEST_F(Log, ABadLevelOfTheEnvironmentIsReportedOnceAndIgnored) {
         EXPECT_THAT(text, HasSubstr("MC_LOG_LEVEL is \"" + std::string(bad) +
                                     "\", not a number from 0 to 3\n"));
         EXPECT_EQ(text.find("MC_LOG_LEVEL"), text.rfind("MC_LOG_LEVEL"));
+        EXPECT_EQ(counted("environment.bad_value"), 1U);
+        EXPECT_EQ(shown([&] { EXPECT_EQ(levelFrom(bad), 0U); }), "");
         EXPECT_EQ(counted("environment.bad_value"), 1U);
     }
     EXPECT_THAT(shown([&] { log.trace("x", "f", 1); }), Not(HasSubstr("MC_LOG_LEVEL")));

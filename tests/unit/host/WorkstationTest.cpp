@@ -129,7 +129,7 @@ TEST_F(Workstation, ResetPutsEverythingBack) {
     log.error("shown again", "", "f", 1);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("shown again"), std::string::npos);
     EXPECT_EQ(lines.size(), 2U);
-    EXPECT_DEATH(IMC_Manager::coreDumpExit(0), "core dump: cause 0");
+    EXPECT_DEATH(IMC_Manager::coreDumpExit(0), "core dump : cause 0");
     EXPECT_EQ(exits, 0);
 }
 

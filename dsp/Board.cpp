@@ -157,11 +157,12 @@ void Board::receive(imc_msg const& command) {
         state->refuse(command, refused(Cause::unknownIdentifier, ""));
         return;
     }
-    state->client = command.sourceSid;
     Outcome const outcome = state->take(*kind, command);
     if (Refused const* const refusal = std::get_if<Refused>(&outcome)) {
         state->refuse(command, *refusal);
     } else {
+        // Only whoever gets its commands carried out is the one that looks after the calls here.
+        state->client = command.sourceSid;
         ++state->counters.at(takenCounter(*kind));
     }
     bool const namesChannel = command.length != 0;
@@ -186,7 +187,7 @@ void Board::raiseAlert(unsigned dsp, Direction direction, std::uint32_t value) {
 }
 
 void Board::failNext(unsigned dsp, Error error) {
-    state->nextError.at(dsp) = error;
+    state->nextError[state->number(dsp)] = error;
 }
 
 Channel const& Board::channel(unsigned dsp) const {

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace dsp {
 
@@ -83,7 +84,7 @@ struct BoardOptions {
      * left out.
      */
     std::uint16_t firstPort = 5000;
-    /** IMC address that events go to until a command has told who the client is. */
+    /** IMC address that events go to until a command was taken, whose sender is the client then. */
     unsigned char client = 0x01;
 };
 
@@ -95,8 +96,9 @@ struct BoardOptions {
  * Open and close of voice and fax are acknowledged to their sender, with the local port that an
  * open took, or with an error and port 0. Every other command is silent; what can't be done of it
  * is counted and reported only, and so is a command of another destination, an unknown identifier,
- * or a payload too short to name the DSP channel. A refused command changes nothing. A reserved
- * byte that is not zero is counted and reported, but the command is taken.
+ * or a payload too short to name the DSP channel. A DSP channel is joined neither with itself nor
+ * with one of the same board on which nothing is open. A refused command changes nothing. A
+ * reserved byte that is not zero is counted and reported, but the command is taken.
  */
 class Board {
 public:
@@ -119,7 +121,7 @@ public:
     /** Takes one command. Never throws for anything that a message may hold. */
     void receive(imc_msg const& command);
 
-    /** @name Events that the board raises towards the sender of its last command
+    /** @name Events that the board raises towards the sender of the last command that it took
      *  (IMC address `client` until there was one), whatever the state of the DSP channel, so that
      *  an event at the wrong time can be raised too.
      *  @throw std::out_of_range for a DSP channel that the board does not have
@@ -152,6 +154,33 @@ private:
     struct State;
     std::unique_ptr<State> state;
 };
+
+/** One field of a command or event. */
+struct Field {
+    std::string name;
+    std::string value;
+    /** The value in words, as of an error code; empty where there are none. */
+    std::string remark{};
+
+    bool operator==(Field const& other) const {
+        return name == other.name && value == other.value && remark == other.remark;
+    }
+};
+
+/** A command or event in pieces. */
+struct Description {
+    /** With the direction where there is one: "OpenVoiceAck in". */
+    std::string name;
+    std::vector<Field> fields;
+    /** What follows the fields of a message that is not quite as it should be, or else nothing. */
+    std::string remark{};
+};
+
+/** Takes a command or event to pieces; never throws. */
+Description fields(imc_msg const& message);
+
+/** " name=value(remark)" for each. */
+std::string textOf(std::vector<Field> const& fields);
 
 /**
  * One line that names a command or event and its fields, for a person; never throws. The name comes

@@ -46,6 +46,15 @@ ChannelBank::ChannelBank(unsigned channelCount, std::uint16_t firstPort) : ports
     channels.resize(channelCount);
 }
 
+Channel const& ChannelBank::at(unsigned dsp) const {
+    if (dsp >= channels.size()) {
+        throw std::out_of_range("the board has no DSP channel " + std::to_string(dsp) +
+                                ": it has " + std::to_string(channels.size()) +
+                                ", numbered from 0");
+    }
+    return channels[dsp];
+}
+
 Outcome ChannelBank::apply(Command const& command) {
     return std::visit([this](auto const& any) { return carryOut(any); }, command);
 }
@@ -155,9 +164,13 @@ Outcome ChannelBank::carryOut(Join const& command) {
     if (channel.joined) {
         return refused(Cause::alreadyJoined, "to dsp " + std::to_string(channel.joinedDsp));
     }
+    bool const isLocal = command.otherBoard == 0;
+    if (isLocal && !isOpen(channels.at(command.peerDsp))) {
+        return refused(Cause::notOpen, "peer dsp " + std::to_string(command.peerDsp));
+    }
     channel.joined = true;
     channel.joinedDsp = command.peerDsp;
-    channel.joinedRemote = command.otherBoard == 1;
+    channel.joinedRemote = !isLocal;
     return Done{};
 }
 

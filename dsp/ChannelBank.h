@@ -44,7 +44,7 @@ public:
     unsigned size() const { return static_cast<unsigned>(channels.size()); }
 
     /** @throw std::out_of_range when there is no such channel */
-    Channel const& at(unsigned dsp) const { return channels.at(dsp); }
+    Channel const& at(unsigned dsp) const;
 
     /** Carries out a command whose channel exists and whose values are good, or refuses it. */
     Outcome apply(Command const& command);

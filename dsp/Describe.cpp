@@ -18,12 +18,18 @@ namespace {
 /** More of a payload that can't be read as fields does not help a person. */
 std::size_t const longestDump = 36;
 
-std::string field(char const* name, std::string const& value) {
-    return std::string(" ") + name + "=" + value;
+using List = std::vector<Field>;
+
+Field field(char const* name, std::string const& value) {
+    return {name, value};
 }
 
-std::string field(char const* name, unsigned value) {
+Field field(char const* name, unsigned value) {
     return field(name, std::to_string(value));
+}
+
+void append(List& list, List const& more) {
+    list.insert(list.end(), more.begin(), more.end());
 }
 
 std::string hexadecimal(std::uint8_t byte) {
@@ -56,147 +62,171 @@ std::string addressText(std::uint32_t address) {
 }
 
 template <typename SomeAddress>
-std::string remote(SomeAddress const& address, unsigned port) {
+Field remote(SomeAddress const& address, unsigned port) {
     return field("remote", addressText(address) + ":" + std::to_string(port));
 }
 
-std::string protocol(char const* name, unsigned number) {
+Field protocol(char const* name, unsigned number) {
     return field(name, number == 17 ? "UDP" : number == 6 ? "TCP" : std::to_string(number));
 }
 
 template <typename VoiceCommand>
-std::string remoteAndLocal(VoiceCommand const& command) {
-    return remote(command.remoteAddress, command.remoteRtpPort) +
-           field("remoteRtcp", command.remoteRtcpPort) + field("local", command.localRtpPort);
+List remoteAndLocal(VoiceCommand const& command) {
+    return {remote(command.remoteAddress, command.remoteRtpPort),
+            field("remoteRtcp", command.remoteRtcpPort), field("local", command.localRtpPort)};
 }
 
 template <typename VoiceCommand>
-std::string payloadTypes(VoiceCommand const& command) {
-    return field("dtmfPt", command.dtmfPayloadType) +
-           field("redundancyPt", command.redundancyPayloadType);
+List payloadTypes(VoiceCommand const& command) {
+    return {field("dtmfPt", command.dtmfPayloadType),
+            field("redundancyPt", command.redundancyPayloadType)};
 }
 
 /** The fields of a command or event behind its DSP number; one overload per type. */
-struct Fields {
-    std::string operator()(OpenVoice const& command) const {
-        std::string text = field("codec", command.codec) + protocol("fax", command.faxProtocol) +
-                           remoteAndLocal(command);
+struct FieldsOf {
+    List operator()(OpenVoice const& command) const {
+        List list = {field("codec", command.codec), protocol("fax", command.faxProtocol)};
+        append(list, remoteAndLocal(command));
         if (command.direction == Direction::in) {
-            text += field("tick", command.tickRequest) + field("param1", command.voiceParam1) +
-                    field("param2", command.voiceParam2);
+            append(list, {field("tick", command.tickRequest), field("param1", command.voiceParam1),
+                          field("param2", command.voiceParam2)});
         }
-        return text + payloadTypes(command);
+        append(list, payloadTypes(command));
+        return list;
     }
 
-    std::string operator()(UpdateVoice const& command) const {
-        return remoteAndLocal(command) + payloadTypes(command);
+    List operator()(UpdateVoice const& command) const {
+        List list = remoteAndLocal(command);
+        append(list, payloadTypes(command));
+        return list;
     }
 
-    std::string operator()(SetSilenceCompression const& command) const {
-        return field("SILENCE_COMPRESSION", command.on);
+    List operator()(SetSilenceCompression const& command) const {
+        return {field("SILENCE_COMPRESSION", command.on)};
     }
 
-    std::string operator()(SetDigitDetection const& command) const {
-        return field("DIGIT_DETECTION", command.mode);
+    List operator()(SetDigitDetection const& command) const {
+        return {field("DIGIT_DETECTION", command.mode)};
     }
 
-    std::string operator()(SetPacketLength const& command) const {
-        return field("PACKET_LENGTH",
-                     std::to_string(command.minimum) + ".." + std::to_string(command.maximum));
+    List operator()(SetPacketLength const& command) const {
+        return {field("PACKET_LENGTH",
+                      std::to_string(command.minimum) + ".." + std::to_string(command.maximum))};
     }
 
-    std::string operator()(SetFaxDetection const& command) const {
-        return field("FAX_T38", command.mode);
+    List operator()(SetFaxDetection const& command) const {
+        return {field("FAX_T38", command.mode)};
     }
 
-    std::string operator()(SetUnknown const& command) const {
-        return field("code", command.code) + field("value", std::to_string(command.value));
+    List operator()(SetUnknown const& command) const {
+        return {field("code", command.code), field("value", std::to_string(command.value))};
     }
 
-    std::string operator()(OpenFax const& command) const {
-        std::string text = protocol("protocol", command.protocol);
+    List operator()(OpenFax const& command) const {
+        List list = {protocol("protocol", command.protocol)};
         if (command.direction == Direction::out) {
-            text += remote(command.remoteIpv4, command.remotePort) +
-                    field("redundancy", command.redundancy) + field("depth", command.depth) +
-                    field("noSignal", command.noSignal) + field("ced", command.ced);
+            append(list, {remote(command.remoteIpv4, command.remotePort),
+                          field("redundancy", command.redundancy), field("depth", command.depth),
+                          field("noSignal", command.noSignal), field("ced", command.ced)});
         }
-        return text;
+        return list;
     }
 
-    std::string operator()(Join const& command) const {
-        return field("peer", command.peerDsp) + field("board", addressText(command.peerBoard)) +
-               field("otherBoard", command.otherBoard);
+    List operator()(Join const& command) const {
+        return {field("peer", command.peerDsp), field("board", addressText(command.peerBoard)),
+                field("otherBoard", command.otherBoard)};
     }
 
-    std::string operator()(CloseVoice const&) const { return {}; }
-    std::string operator()(CloseFax const&) const { return {}; }
-    std::string operator()(Unjoin const&) const { return {}; }
+    List operator()(CloseVoice const&) const { return {}; }
+    List operator()(CloseFax const&) const { return {}; }
+    List operator()(Unjoin const&) const { return {}; }
 
-    std::string operator()(Acknowledge const& event) const {
-        std::string error = std::to_string(event.error);
+    List operator()(Acknowledge const& event) const {
+        Field error = field("error", event.error);
         char const* const name = errorName(event.error);
         if (event.error != 0 && name != nullptr) {
-            error += std::string("(") + name + ")";
+            error.remark = name;
         }
-        return field("error", error) + field("port", event.localPort);
+        return {error, field("port", event.localPort)};
     }
 
-    std::string operator()(Dtmf const& event) const {
-        return field("digit", event.digit) +
-               field("duration", std::to_string(event.milliseconds) + "ms");
+    List operator()(Dtmf const& event) const {
+        return {field("digit", event.digit),
+                field("duration", std::to_string(event.milliseconds) + "ms")};
     }
 
-    std::string operator()(Alert const& event) const {
-        return field("value", std::to_string(event.value));
+    List operator()(Alert const& event) const {
+        return {field("value", std::to_string(event.value))};
     }
 
-    std::string operator()(FaxTone const&) const { return {}; }
+    List operator()(FaxTone const&) const { return {}; }
 };
 
 template <typename Message>
-std::string fieldsOf(Message const& message) {
-    return std::visit([](auto const& any) { return field("dsp", any.dsp) + Fields()(any); },
-                      message);
+List fieldsOf(Message const& message) {
+    return std::visit(
+        [](auto const& any) {
+            List list = {field("dsp", any.dsp)};
+            append(list, FieldsOf()(any));
+            return list;
+        },
+        message);
 }
 
 std::string payloadText(imc_msg const& message) {
     std::size_t const shown = std::min<std::size_t>(message.length, longestDump);
-    std::string text = field("length", message.length);
-    text += " payload:";
+    std::string text = " length=" + std::to_string(message.length) + " payload:";
     std::for_each(message.payload, message.payload + shown,
                   [&text](std::uint8_t byte) { text += " " + hexadecimal(byte); });
     return shown < message.length ? text + " ..." : text;
 }
 
-std::string malformed(Kind const& kind, imc_msg const& message) {
-    return title(kind) + " malformed: length is not " + std::to_string(kind.length) + ":" +
-           payloadText(message);
+Description malformed(Kind const& kind, imc_msg const& message) {
+    return {title(kind) + " malformed",
+            {},
+            ": length is not " + std::to_string(kind.length) + ":" + payloadText(message)};
 }
 
-std::string describeCommand(CommandKind const& kind, imc_msg const& message) {
+Description commandFields(CommandKind const& kind, imc_msg const& message) {
     auto const decoded = decodeCommand(kind, message);
     if (!decoded) {
         return malformed(kind, message);
     }
-    std::string text = title(kind) + fieldsOf(decoded->command);
+    Description description = {title(kind), fieldsOf(decoded->command)};
     if (decoded->nonzeroReserved) {
-        text += " (byte " + std::to_string(*decoded->nonzeroReserved) + " is not zero)";
+        description.remark =
+            " (byte " + std::to_string(*decoded->nonzeroReserved) + " is not zero)";
     }
-    return text;
+    return description;
 }
 
 } // namespace
 
-std::string describe(imc_msg const& message) {
+Description fields(imc_msg const& message) {
     if (CommandKind const* const kind = findCommand(message.messageId)) {
-        return describeCommand(*kind, message);
+        return commandFields(*kind, message);
     }
     if (Kind const* const kind = findEvent(message.messageId)) {
         auto const event = decodeEvent(message);
-        return event ? title(*kind) + fieldsOf(*event) : malformed(*kind, message);
+        return event ? Description{title(*kind), fieldsOf(*event)} : malformed(*kind, message);
     }
-    return "unknown message " + std::to_string(std::uint32_t{message.messageId}) + ":" +
-           payloadText(message);
+    return {"unknown message " + std::to_string(std::uint32_t{message.messageId}),
+            {},
+            ":" + payloadText(message)};
+}
+
+std::string textOf(std::vector<Field> const& list) {
+    std::string text;
+    for (Field const& each : list) {
+        text += " " + each.name + "=" + each.value;
+        text += each.remark.empty() ? "" : "(" + each.remark + ")";
+    }
+    return text;
+}
+
+std::string describe(imc_msg const& message) {
+    Description const description = fields(message);
+    return description.name + textOf(description.fields) + description.remark;
 }
 
 } // namespace dsp

@@ -58,7 +58,11 @@ public:
         if (command.otherBoard > 1) {
             return unless(false, "join flag", command.otherBoard);
         }
-        bool const exists = command.otherBoard == 1 || command.peerDsp < channels;
+        bool const isLocal = command.otherBoard == 0;
+        if (isLocal && command.peerDsp == command.dsp) {
+            return unless(false, "join with itself: dsp", command.peerDsp);
+        }
+        bool const exists = !isLocal || command.peerDsp < channels;
         return unless(exists, "peer not on this board: dsp", command.peerDsp);
     }
 

@@ -11,8 +11,9 @@ namespace {
 
 /** A command or event in its text form, with the board that it goes to or comes from. */
 Message describe(imc_msg const& message, std::string const& role, std::string const& ip) {
-    Message described = parseMessage(dsp::describe(message));
-    described.fields.emplace_back(role, ip);
+    dsp::Description const description = dsp::fields(message);
+    Message described = {description.name, description.fields, description.remark};
+    described.fields.push_back({role, ip});
     return described;
 }
 

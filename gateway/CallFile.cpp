@@ -2,6 +2,7 @@
 
 #include "gateway/Placeholders.h"
 #include "gateway/Section.h"
+#include "gateway/Text.h"
 
 #include "address/IPAddress.h"
 #include "host/Workstation.h"
@@ -13,7 +14,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -24,16 +24,16 @@ namespace {
 
 using Channels = std::vector<ChannelEntry>;
 
+/** No call that a person describes comes near; what is larger, or never ends, is something else. */
+std::size_t const largestFile = 1024U * 1024U;
 std::int64_t const longestTime = 3600000;
 /** A call that hangs is noticed by a person before this; acknowledgements take milliseconds. */
 std::int64_t const defaultDeadline = 3000;
 
 std::string channelNames(Channels const& channels) {
-    std::string names;
-    for (ChannelEntry const& channel : channels) {
-        names += (names.empty() ? "" : ", ") + channel.name;
-    }
-    return names.empty() ? "the channels, of which the file describes none" : names;
+    return channels.empty()
+               ? "the channels, of which the file describes none"
+               : joined(channels, [](ChannelEntry const& channel) { return channel.name; });
 }
 
 std::optional<std::size_t> findChannel(Channels const& channels, std::string const& name) {
@@ -67,7 +67,7 @@ BoardEntry readBoard(Section& section, std::vector<BoardEntry> const& before) {
     board.sid = static_cast<unsigned char>(section.requiredNumber("sid", 0, 255));
     board.channels = static_cast<unsigned>(section.number("channels", 1, 256).value_or(256));
     board.firstPort = static_cast<std::uint16_t>(
-        section.number("firstPort", 1, 65535).value_or(dsp::BoardOptions().firstPort));
+        section.number("firstPort", 1, 65534).value_or(dsp::BoardOptions().firstPort));
     board.ackDelay = readTime(section, "ackDelay", 1);
     section.finish();
     if (board.sid == host::Workstation::defaultSid) {
@@ -100,15 +100,24 @@ std::optional<std::uint8_t> readByte(Section& section, std::string const& key) {
     return value ? std::optional<std::uint8_t>(static_cast<std::uint8_t>(*value)) : std::nullopt;
 }
 
+/** A text for the configuration store, which takes no NUL. */
+std::optional<std::string> readSettingText(Section& section, std::string const& key) {
+    auto value = section.text(key);
+    if (value && value->find('\0') != std::string::npos) {
+        section.failAt(key, key + " holds a NUL character: expected a text without one");
+    }
+    return value;
+}
+
 Configuration readConfiguration(Section& section) {
     Configuration configuration;
-    configuration.faxProto = section.text("fax_proto");
+    configuration.faxProto = readSettingText(section, "fax_proto");
     if (configuration.faxProto && configuration.faxProto->size() > 63) {
         section.failAt("fax_proto", "fax_proto is too long: expected at most 63 characters");
     }
     configuration.rtptickRequest = readByte(section, "rtptick_request");
     configuration.noteworthyValue5 = readByte(section, "noteworthyValue5");
-    configuration.voicelan = section.text("voicelan");
+    configuration.voicelan = readSettingText(section, "voicelan");
     if (configuration.voicelan) {
         requireAddress(section, "voicelan", *configuration.voicelan);
     }
@@ -254,11 +263,20 @@ std::array<Verb, 14> const verbs = {{
 }};
 
 std::string verbNames() {
-    std::string names;
-    for (Verb const& verb : verbs) {
-        names += (names.empty() ? "" : ", ") + std::string(verb.name);
+    return joined(verbs, [](Verb const& verb) { return verb.name; });
+}
+
+/** Most likely the action is misspelt, so that a key that no step has is what to look at. */
+[[noreturn]] void failWithoutVerb(Section const& step) {
+    std::array<char const*, 8> const others = {"note",  "settle",   "expect", "set",
+                                               "digit", "duration", "value",  "error"};
+    for (std::string const& key : step.keys()) {
+        if (std::count(others.begin(), others.end(), key) == 0) {
+            fail(step.fileName(), step.keyPosition(key),
+                 "unknown key \"" + key + "\" in a step: expected one of " + verbNames());
+        }
     }
-    return names;
+    step.fail("nothing to do in a step: expected one of " + verbNames());
 }
 
 Verb const& findVerb(Section& step) {
@@ -274,7 +292,7 @@ Verb const& findVerb(Section& step) {
         found = &verb;
     }
     if (found == nullptr) {
-        step.fail("nothing to do in a step: expected one of " + verbNames());
+        failWithoutVerb(step);
     }
     return *found;
 }
@@ -506,7 +524,16 @@ CallFile readCallFile(std::string const& path) {
     if (!file) {
         throw CallFileError(path + ": can't be read: " + std::strerror(errno));
     }
-    std::string const text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string text(largestFile + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    if (file.bad()) {
+        throw CallFileError(path + ": can't be read: " + std::strerror(errno));
+    }
+    if (text.size() > largestFile) {
+        throw CallFileError(path +
+                            ": can't be read: it is larger than 1 MiB, expected a call file");
+    }
     return parseCallFile(text, path);
 }
 

@@ -1,5 +1,7 @@
 #include "gateway/CallRunner.h"
 
+#include "gateway/Text.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
@@ -13,6 +15,8 @@ namespace {
 
 char const privateSection[] = "/current//gw_priv";
 char const gatewaySection[] = "/current//gateway";
+char const unknownBoardCause[] = "imc.unknown_board";
+char const unknownCommandCause[] = "console.command_without_observer";
 char const faxProtoKey[] = "fax_proto";
 char const rtptickRequestKey[] = "rtptick_request";
 /** Number of the noteworthy value that keeps channels from arming fax-tone detection. */
@@ -24,10 +28,22 @@ std::string withoutNul(std::string text) {
     return text;
 }
 
+/** Numbers as numbers; a channel's name stays a text, whatever it is made of. */
+Report::Json toJson(dsp::Field const& field) {
+    bool const isNumber = field.name != "channel" && !field.value.empty() &&
+                          field.value.size() <= 10 &&
+                          std::all_of(field.value.begin(), field.value.end(),
+                                      [](char each) { return '0' <= each && each <= '9'; });
+    return isNumber ? Report::Json(std::stoull(field.value)) : Report::Json(field.value);
+}
+
 Report::Json toJson(Message const& message) {
     Report::Json fields = Report::Json::object();
-    for (auto const& [field, value] : message.fields) {
-        fields[field] = value;
+    for (dsp::Field const& field : message.fields) {
+        fields[field.name] = toJson(field);
+        if (!field.remark.empty()) {
+            fields[field.name + "Name"] = field.remark;
+        }
     }
     return {{"name", message.name}, {"fields", fields}, {"text", message.text()}};
 }
@@ -239,9 +255,9 @@ void CallRunner::seeAnswer(std::string const& text) {
 }
 
 void CallRunner::endByLibrary(int cause) {
-    fail({"the library ended the process",
-          {},
-          {"IMC_Manager::coreDumpExit(" + std::to_string(cause) + "); the errors above say why"}});
+    std::vector<std::string> why = seen.errors;
+    why.push_back("IMC_Manager::coreDumpExit(" + std::to_string(cause) + ")");
+    fail({"the library ended the process", {}, why, true});
     report.endFile(file.path, summary);
     report.end();
     std::_Exit(exitStatusOfFatal);
@@ -280,7 +296,6 @@ void CallRunner::set(MC_Channel& channel, std::vector<FieldSetting> const& field
 }
 
 void CallRunner::prepare() {
-    workstation.reset();
     workstation.setLogSink([this](host::Workstation::LogLine const& line) { seeLog(line); });
     workstation.setExitAction([this](int cause) { endByLibrary(cause); });
     if (logLevel) {
@@ -301,7 +316,12 @@ void CallRunner::prepareChannels() {
     doInLoop([this] {
         for (ChannelEntry const& entry : file.channels) {
             records.push_back(&sessions->create(entry.name));
+            std::uint64_t const before = occurred(unknownBoardCause);
             set(*records.back(), entry.fields);
+            if (occurred(unknownBoardCause) != before) {
+                place = "channel " + entry.name;
+                fail(unknownBoard(occurred(unknownBoardCause) - before));
+            }
         }
     });
 }
@@ -345,6 +365,8 @@ void CallRunner::runStep(Step const& step) {
     std::string const identifier = channel == nullptr ? "" : channel->getIdentifier();
     place = std::visit(Description{name, identifier}, step.action);
     seen = Observed();
+    unknownBoardsBefore = occurred(unknownBoardCause);
+    unknownCommandsBefore = occurred(unknownCommandCause);
     if (!step.note.empty()) {
         report.note(step.note);
     }
@@ -358,7 +380,7 @@ void CallRunner::runStep(Step const& step) {
         try {
             std::visit(Doer{*this, channel}, step.action);
         } catch (std::exception const& error) {
-            fail({"the step could not be done", {}, {error.what()}});
+            fail({std::string("the step could not be done: ") + error.what(), {}, {}, true});
         }
     });
     if (WaitAction const* const wait = std::get_if<WaitAction>(&step.action)) {
@@ -371,15 +393,17 @@ void CallRunner::runStep(Step const& step) {
 
 void CallRunner::judgeStep(Step const& step, bool isInTime) {
     if (!isInTime) {
-        fail({"not in time",
-              {"everything that was waited for, within " + std::to_string(file.deadline.count()) +
-               " ms"},
-              {std::to_string(seen.commands.size()) + " commands, " +
-               std::to_string(seen.events.size()) + " events, " +
-               std::to_string(seen.callbacks.size()) + " callbacks, " +
-               std::to_string(boards->pending()) + " acknowledgements still to come"}});
+        fail(
+            {"not in time",
+             {"everything that was waited for, within " + std::to_string(file.deadline.count()) +
+              " ms"},
+             {plural(seen.commands.size(), "command") + ", " + plural(seen.events.size(), "event") +
+              ", " + plural(seen.callbacks.size(), "callback") + ", " +
+              plural(boards->pending(), "acknowledgement") + " still to come"}});
     }
     requireLiveRecords();
+    seen.unknownBoards = occurred(unknownBoardCause) - unknownBoardsBefore;
+    seen.unknownCommands = occurred(unknownCommandCause) - unknownCommandsBefore;
     Verdict const verdict = judge(step, seen, context());
     summary.held += verdict.held;
     std::for_each(verdict.failures.begin(), verdict.failures.end(),
@@ -390,10 +414,10 @@ void CallRunner::judgeStep(Step const& step, bool isInTime) {
 void CallRunner::requireLiveRecords() const {
     std::size_t const live = workstation.liveObjects();
     if (live < objectsBefore + records.size()) {
-        throw std::runtime_error(
-            "of " + std::to_string(records.size()) +
-            " channel records that the Session Manager holds a reference on, " +
-            std::to_string(objectsBefore + records.size() - live) + " were destroyed");
+        throw std::runtime_error("of " + plural(records.size(), "channel record") +
+                                 " that the Session Manager holds a reference on, " +
+                                 std::to_string(objectsBefore + records.size() - live) +
+                                 " did not live on");
     }
 }
 
@@ -406,6 +430,8 @@ void CallRunner::runSteps() {
     Step rest;
     rest.action = WaitAction();
     seen = Observed();
+    unknownBoardsBefore = occurred(unknownBoardCause);
+    unknownCommandsBefore = occurred(unknownCommandCause);
     judgeStep(rest, awaitEvents(rest));
 }
 
@@ -417,8 +443,7 @@ void CallRunner::checkListings() {
                   {file.channels[i].name + " closed"},
                   {file.channels[i].name + " in state " +
                    findChannelField("state")->type.text(std::int64_t{records[i]->state}) +
-                   ", still listed " + std::to_string(listings) +
-                   (listings == 1 ? " time" : " times")}});
+                   ", still listed " + plural(listings, "time")}});
         }
     }
 }
@@ -434,20 +459,30 @@ void CallRunner::finish() {
     if (workstation.liveObjects() != expected) {
         fail({"references",
               {"all returned"},
-              {std::to_string(workstation.liveObjects()) + " objects exist, " +
-               std::to_string(expected) + " of them rightly"}});
+              {plural(workstation.liveObjects(), "object") + " left, " + std::to_string(expected) +
+               " of them rightly"}});
     }
     checkPlatform();
 }
 
-/** What went wrong on the platform fails the file, unless a step has shown it already. */
+std::uint64_t CallRunner::occurred(char const* cause) const {
+    auto const counters = workstation.counters();
+    auto const found = counters.find(cause);
+    return found == counters.end() ? 0 : found->second;
+}
+
+/**
+ * What went wrong on the platform fails the file. Left out is what has been judged where it
+ * happened: a message that could not be posted, as the refusal of the operation or the end of the
+ * process; an unknown board and an unknown command, with the channel or step. A bad value in the
+ * environment is printed by the platform, and is no fault of the call.
+ */
 void CallRunner::checkPlatform() {
-    std::set<std::string> const shownElsewhere = {"imc.post_refused", "imc.unknown_board",
-                                                  "console.command_without_observer",
-                                                  "environment.bad_value"};
+    std::set<std::string> const judgedElsewhere = {"imc.post_refused", unknownBoardCause,
+                                                   unknownCommandCause, "environment.bad_value"};
     for (auto const& [cause, count] : workstation.counters()) {
-        if (shownElsewhere.count(cause) == 0) {
-            fail({"faults of the platform", {}, {cause + ": " + std::to_string(count)}});
+        if (judgedElsewhere.count(cause) == 0) {
+            fail({"faults of the platform", {}, {cause + ": " + std::to_string(count)}, true});
         }
     }
 }
@@ -463,7 +498,10 @@ Summary CallRunner::run() {
         runSteps();
         finish();
     } catch (std::exception const& error) {
-        fail({"the call file could not be run to its end", {}, {error.what()}});
+        fail({std::string("the call file could not be run to its end: ") + error.what(),
+              {},
+              {},
+              true});
     }
     report.endFile(file.path, summary);
     return summary;

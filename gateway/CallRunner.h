@@ -10,6 +10,7 @@
 #include "host/Workstation.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -23,9 +24,9 @@ constexpr int exitStatusOfFatal = 3;
 
 /**
  * Places the calls of one call file: runs its steps one after the other and judges what comes of
- * each. The workstation is put back to its start for each file; the library's traces and errors
- * go to the report. When the library ends the process, the report says at which step, and the
- * program ends with its own status.
+ * each. It takes the workstation as it is, and puts it back to its start when it is deleted; the
+ * library's traces and errors go to the report. When the library ends the process, the report says
+ * at which step, and the program ends with its own status.
  */
 class CallRunner {
 public:
@@ -55,6 +56,7 @@ private:
     void requireLiveRecords() const;
     void checkListings();
     void checkPlatform();
+    std::uint64_t occurred(char const* cause) const;
 
     Boards::Tap boardsTap();
     void seeCallback(Message const& callback);
@@ -81,6 +83,11 @@ private:
     Step const* current = nullptr;
     std::string place;
     Observed seen;
+    /** @name Counted by the platform before the current step */
+    /// @{
+    std::uint64_t unknownBoardsBefore = 0;
+    std::uint64_t unknownCommandsBefore = 0;
+    /// @}
     Summary summary;
 };
 

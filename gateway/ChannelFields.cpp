@@ -1,5 +1,7 @@
 #include "gateway/ChannelFields.h"
 
+#include "gateway/Text.h"
+
 #include "MC_Manager.h"
 #include "address/IPAddress.h"
 #include "debug/DBG_Output.h"
@@ -27,11 +29,7 @@ std::string const& textOf(FieldValue const& value) {
 }
 
 std::string quotedList(Names const& names) {
-    std::string list;
-    for (std::string const& name : names) {
-        list += (list.empty() ? "\"" : ", \"") + name + "\"";
-    }
-    return list;
+    return joined(names, [](std::string const& name) { return "\"" + name + "\""; });
 }
 
 FieldType flag() {

@@ -1,5 +1,7 @@
 #include "gateway/Message.h"
 
+#include "gateway/Text.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -71,14 +73,6 @@ std::vector<Entry> const& entriesOf(Vocabulary vocabulary) {
     return callbackEntries;
 }
 
-std::string joined(Words const& words) {
-    std::string text;
-    for (std::string const& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
-}
-
 Words namesOf(std::vector<Entry> const& entries) {
     Words names;
     for (Entry const& entry : entries) {
@@ -107,9 +101,13 @@ std::string trimmed(std::string const& text) {
     return first == std::string::npos ? "" : text.substr(first, last - first + 1);
 }
 
-/** A value without the remark in parentheses that may follow it: "2" of "2(already open)". */
-std::string plainValue(std::string const& value) {
-    return trimmed(value.substr(0, value.find('(')));
+/** Parts a value from the remark in parentheses that may follow it: "2(already open)". */
+void setValue(dsp::Field& field, std::string const& text) {
+    std::string::size_type const open = text.find('(');
+    field.value = trimmed(text.substr(0, open));
+    if (open != std::string::npos) {
+        field.remark = text.substr(open + 1, text.find(')', open) - open - 1);
+    }
 }
 
 std::string unknownField(std::string const& field, Entry const& of) {
@@ -125,19 +123,12 @@ std::string missingValue(std::string const& field, Entry const& of) {
 
 std::string const* Message::find(std::string const& field) const {
     auto const found = std::find_if(fields.begin(), fields.end(),
-                                    [&field](auto const& each) { return each.first == field; });
-    return found == fields.end() ? nullptr : &found->second;
+                                    [&field](auto const& each) { return each.name == field; });
+    return found == fields.end() ? nullptr : &found->value;
 }
 
 std::string Message::text() const {
-    std::string result = name;
-    for (auto const& [field, value] : fields) {
-        result += " ";
-        result += field;
-        result += "=";
-        result += value;
-    }
-    return result;
+    return name + dsp::textOf(fields) + remark;
 }
 
 Message parseMessage(std::string const& text) {
@@ -145,14 +136,18 @@ Message parseMessage(std::string const& text) {
     std::string::size_type valueStart = 0;
     auto const closePiece = [&](std::string::size_type end) {
         std::string const piece = trimmed(text.substr(valueStart, end - valueStart));
-        (message.fields.empty() ? message.name : message.fields.back().second) = piece;
+        if (message.fields.empty()) {
+            message.name = piece;
+        } else {
+            setValue(message.fields.back(), piece);
+        }
     };
     for (auto equals = text.find('='); equals != std::string::npos;
          equals = text.find('=', equals + 1)) {
         auto const start = startOfName(text, equals);
         if (start != std::string::npos) {
             closePiece(start);
-            message.fields.emplace_back(text.substr(start, equals - start), "");
+            message.fields.push_back({text.substr(start, equals - start), ""});
             valueStart = equals + 1;
         }
     }
@@ -163,8 +158,8 @@ Message parseMessage(std::string const& text) {
 bool matches(Message const& pattern, Message const& seen) {
     return pattern.name == seen.name &&
            std::all_of(pattern.fields.begin(), pattern.fields.end(), [&seen](auto const& wanted) {
-               std::string const* const value = seen.find(wanted.first);
-               return value != nullptr && plainValue(*value) == plainValue(wanted.second);
+               std::string const* const value = seen.find(wanted.name);
+               return value != nullptr && *value == wanted.value;
            });
 }
 
@@ -176,12 +171,12 @@ std::string faultOf(Message const& pattern, Vocabulary vocabulary) {
     if (entry == entries.end()) {
         return "unknown name \"" + pattern.name + "\": expected one of " + joined(namesOf(entries));
     }
-    for (auto const& [field, value] : pattern.fields) {
-        if (std::count(entry->fields.begin(), entry->fields.end(), field) == 0) {
-            return unknownField(field, *entry);
+    for (dsp::Field const& field : pattern.fields) {
+        if (std::count(entry->fields.begin(), entry->fields.end(), field.name) == 0) {
+            return unknownField(field.name, *entry);
         }
-        if (value.empty()) {
-            return missingValue(field, *entry);
+        if (field.value.empty()) {
+            return missingValue(field.name, *entry);
         }
     }
     return "";

@@ -1,8 +1,9 @@
 #ifndef GATEWAY_MESSAGE_H
 #define GATEWAY_MESSAGE_H
 
+#include "dsp/Board.h"
+
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace gateway {
@@ -15,7 +16,9 @@ namespace gateway {
 struct Message {
     std::string name;
     /** In the order of the text; each name once. */
-    std::vector<std::pair<std::string, std::string>> fields;
+    std::vector<dsp::Field> fields;
+    /** What else there is to say of a command or event that is not as it should be. */
+    std::string remark{};
 
     /** Null when there is no such field. */
     std::string const* find(std::string const& field) const;
@@ -25,7 +28,8 @@ struct Message {
 /** Reads the text form; what stands before the first "field=" is the name. */
 Message parseMessage(std::string const& text);
 
-/** Whether `seen` has the name, and each field with the value, of `pattern`. */
+/** Whether `seen` has the name, and each field with the value, of `pattern`; remarks are left out.
+ */
 bool matches(Message const& pattern, Message const& seen);
 
 /** Which messages there are, to find a misspelt expectation before the call is placed. */

@@ -1,5 +1,7 @@
 #include "gateway/Report.h"
 
+#include "gateway/Text.h"
+
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
@@ -54,12 +56,8 @@ std::string listing(std::string const& label, std::vector<std::string> const& te
     return result;
 }
 
-std::string plural(std::size_t count, std::string const& word) {
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
-}
-
 Report::Json toJson(Summary const& summary) {
-    return {{"passed", summary.failed == 0},   {"steps", summary.steps},
+    return {{"passed", summary.hasPassed()},   {"steps", summary.steps},
             {"steps_done", summary.stepsDone}, {"expectations_held", summary.held},
             {"failures", summary.failed},      {"commands", summary.commands},
             {"events", summary.events},        {"callbacks", summary.callbacks},
@@ -71,7 +69,7 @@ std::string toText(Summary const& summary) {
         summary.stepsDone == summary.steps
             ? plural(summary.steps, "step")
             : std::to_string(summary.stepsDone) + " of " + plural(summary.steps, "step");
-    return (summary.failed == 0 ? "passed" : "FAILED") + (": " + steps) + ", " +
+    return (summary.hasPassed() ? "passed" : "FAILED") + (": " + steps) + ", " +
            plural(summary.held, "expectation") + " held, " + plural(summary.failed, "failure") +
            "; " + plural(summary.commands, "command") + ", " + plural(summary.events, "event") +
            ", " + plural(summary.callbacks, "callback") + ", " +
@@ -91,12 +89,14 @@ void add(Summary& total, Summary const& more) {
 
 } // namespace
 
-Report::Report(std::ostream& stream, ReportOptions const& how)
-    : out(stream), options(how), start(std::chrono::steady_clock::now()) {}
+Report::Report(std::ostream& stream, ReportOptions const& how) : out(stream), options(how) {}
 
 double Report::milliseconds() const {
+    if (!start) {
+        return 0;
+    }
     std::chrono::duration<double, std::milli> const elapsed =
-        std::chrono::steady_clock::now() - start;
+        std::chrono::steady_clock::now() - *start;
     return std::round(elapsed.count() * 10) / 10;
 }
 
@@ -113,8 +113,15 @@ void Report::writeLine(std::string const& kind, std::string const& text) {
     out << line.str() << '\n' << std::flush;
 }
 
+void Report::expectFile(std::string const& path, std::size_t steps) {
+    awaited.push_back({path, steps});
+}
+
 void Report::beginFile(std::string const& path, std::string const& title) {
-    startClock();
+    start.reset();
+    if (!awaited.empty()) {
+        awaited.pop_front();
+    }
     if (options.quiet) {
         return;
     }
@@ -167,9 +174,10 @@ void Report::failure(std::string const& file, unsigned line, std::string const& 
                    {"seen", what.seen}});
     } else {
         std::string const place = file + (line == 0 ? "" : ":" + std::to_string(line));
-        writeLine("FAILED", place + ": " + operation + ": " + what.what +
-                                listing("expected  ", what.expected) +
-                                listing("seen      ", what.seen));
+        std::string const expected = what.isOnlySeen ? "" : listing("expected  ", what.expected);
+        std::string const seen =
+            what.isOnlySeen && what.seen.empty() ? "" : listing("seen      ", what.seen);
+        writeLine("FAILED", place + ": " + operation + ": " + what.what + expected + seen);
     }
 }
 
@@ -186,14 +194,33 @@ void Report::endFile(std::string const& path, Summary const& summary) {
     }
 }
 
-void Report::end() {
+void Report::writeNotRun(Awaited const& file) {
     if (options.json) {
-        Json object = {{"type", "summary"}, {"files", files}, {"files_failed", filesFailed}};
+        writeJson({{"type", "file_not_run"}, {"file", file.path}, {"steps", file.steps}});
+    } else {
+        out << file.path << ": NOT RUN: 0 of " << plural(file.steps, "step") << '\n' << std::flush;
+    }
+}
+
+void Report::end() {
+    for (Awaited const& file : awaited) {
+        writeNotRun(file);
+        ++files;
+        ++total.filesNotRun;
+        total.steps += file.steps;
+    }
+    std::string const notRun =
+        total.filesNotRun == 0 ? "" : ", " + std::to_string(total.filesNotRun) + " not run";
+    if (options.json) {
+        Json object = {{"type", "summary"},
+                       {"files", files},
+                       {"files_failed", filesFailed},
+                       {"files_not_run", total.filesNotRun}};
         object.update(toJson(total));
         writeJson(object);
     } else if (files > 1) {
         out << (options.quiet ? "" : "\n") << plural(files, "file") << ", "
-            << std::to_string(filesFailed) << " failed: " << toText(total) << '\n'
+            << std::to_string(filesFailed) << " failed" << notRun << ": " << toText(total) << '\n'
             << std::flush;
     }
 }

@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,8 @@ struct Failure {
     std::string what;
     std::vector<std::string> expected;
     std::vector<std::string> seen;
+    /** Nothing was expected against which `seen` could be held: `what` says it all. */
+    bool isOnlySeen = false;
 };
 
 /** What happened in a call file, in numbers. */
@@ -29,6 +33,10 @@ struct Summary {
     std::size_t events = 0;
     std::size_t callbacks = 0;
     std::size_t refusals = 0;
+    /** Files that never began. */
+    std::size_t filesNotRun = 0;
+
+    bool hasPassed() const { return failed == 0 && filesNotRun == 0; }
 };
 
 struct ReportOptions {
@@ -49,9 +57,12 @@ public:
     /** @param stream stays valid as long as the report */
     Report(std::ostream& stream, ReportOptions const& options);
 
+    /** A file that is going to run. When it never begins, the end names it as not run. */
+    void expectFile(std::string const& path, std::size_t steps);
+
     void beginFile(std::string const& path, std::string const& title);
 
-    /** Times count from here on. */
+    /** Times count from here on, for the file that was begun; before, they are 0. */
     void startClock();
 
     /**
@@ -71,17 +82,25 @@ public:
 
     void endFile(std::string const& path, Summary const& summary);
 
-    /** After the last file. */
+    /** After the last file that ran. */
     void end();
 
 private:
+    struct Awaited {
+        std::string path;
+        std::size_t steps;
+    };
+
     double milliseconds() const;
     void writeJson(Json const& object);
+    void writeNotRun(Awaited const& file);
     void writeLine(std::string const& kind, std::string const& text);
 
     std::ostream& out;
     ReportOptions options;
-    std::chrono::steady_clock::time_point start;
+    std::optional<std::chrono::steady_clock::time_point> start;
+    /** Files that have not begun. */
+    std::deque<Awaited> awaited;
     std::size_t files = 0;
     std::size_t filesFailed = 0;
     Summary total;

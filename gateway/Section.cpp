@@ -1,5 +1,7 @@
 #include "gateway/Section.h"
 
+#include "gateway/Text.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -66,6 +68,11 @@ toml::node const* Section::find(std::string const& key) {
         known.push_back(key);
     }
     return table.get(key);
+}
+
+Position Section::keyPosition(std::string const& key) const {
+    auto const found = table.find(key);
+    return found == table.end() ? position() : positionOf(found->first.source());
 }
 
 Position Section::position(std::string const& key) const {
@@ -212,17 +219,9 @@ void Section::failMissing(std::string const& key) const {
     fail("\"" + key + "\" is missing in " + what);
 }
 
-std::string Section::knownKeys() const {
-    std::string keys;
-    for (std::string const& key : known) {
-        keys += (keys.empty() ? "" : ", ") + key;
-    }
-    return keys;
-}
-
 void Section::failUnknown(std::string const& key, Position where) const {
     gateway::fail(file, where,
-                  "unknown key \"" + key + "\" in " + what + ": expected one of " + knownKeys());
+                  "unknown key \"" + key + "\" in " + what + ": expected one of " + joined(known));
 }
 
 void Section::finish() const {

@@ -36,7 +36,10 @@ public:
 
     bool has(std::string const& key) const { return table.contains(key); }
     Position position() const { return positionOf(table.source()); }
+    /** Where the value of the key stands. */
     Position position(std::string const& key) const;
+    /** Where the key itself stands. */
+    Position keyPosition(std::string const& key) const;
     std::string const& fileName() const { return file; }
     std::vector<std::string> keys() const;
 
@@ -68,7 +71,6 @@ public:
 
 private:
     toml::node const* find(std::string const& key);
-    std::string knownKeys() const;
     [[noreturn]] void failMissing(std::string const& key) const;
     [[noreturn]] void failUnknown(std::string const& key, Position where) const;
 

@@ -46,6 +46,7 @@ private:
     void judgeEach(char const* what, Texts const& expected, Texts const& all);
     void judgeTraces();
     void judgeFields();
+    void judgePlatform();
 
     Expectation const& expect;
     Observed const& seen;
@@ -149,6 +150,16 @@ void Judge::judgeFields() {
     }
 }
 
+void Judge::judgePlatform() {
+    if (seen.unknownBoards != 0 && !expect.isRefusal()) {
+        verdict.failures.push_back(unknownBoard(seen.unknownBoards));
+    }
+    bool const isAnswerExpected = expect.answer || !expect.answerContains.empty();
+    if (seen.unknownCommands != 0 && !isAnswerExpected) {
+        verdict.failures.push_back({"console command that nobody takes", {}, {seen.answer}, true});
+    }
+}
+
 Verdict Judge::judge() {
     judgeRefusal();
     judgeMessages("commands", expect.commands, seen.commands);
@@ -164,6 +175,7 @@ Verdict Judge::judge() {
     judgeEach("errors in the log", expect.errors, seen.errors);
     judgeTraces();
     judgeFields();
+    judgePlatform();
     return verdict;
 }
 
@@ -173,6 +185,12 @@ bool isReached(std::optional<List> const& expected, List const& seen) {
 }
 
 } // namespace
+
+Failure unknownBoard(std::uint64_t times) {
+    return {"unknown board",
+            {"mediaGateway is the ip of a board, or voicelan stands in for it"},
+            {"imc.unknown_board: " + std::to_string(times)}};
+}
 
 std::string expanded(std::string const& text, CheckContext const& context) {
     return expandPlaceholders(text, [&context](std::string const& name) {

@@ -7,6 +7,7 @@
 #include "MC_Channel.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -26,7 +27,14 @@ struct Observed {
     std::vector<std::string> reports;
     std::vector<std::string> errors;
     std::vector<std::string> traces;
+    /** How often a channel was given a board that nobody knows. */
+    std::uint64_t unknownBoards = 0;
+    /** How many lines were typed that nobody takes. */
+    std::uint64_t unknownCommands = 0;
 };
+
+/** The failure of a channel that was given a board that nobody knows. */
+Failure unknownBoard(std::uint64_t times);
 
 /** What a step's expectations are compared with besides what was seen. */
 struct CheckContext {
@@ -49,7 +57,8 @@ bool isComplete(Step const& step, Observed const& seen);
 /**
  * Compares what was expected with what was seen. What nobody expected fails as well where it tells
  * of something wrong: a refusal, an error event, an error acknowledged, a board's report, an error
- * in the log.
+ * in the log, a board that nobody knows in a step without refusal, a line for the console that
+ * nobody takes in a step without answer.
  */
 Verdict judge(Step const& step, Observed const& seen, CheckContext const& context);
 

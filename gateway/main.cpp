@@ -2,6 +2,8 @@
 #include "gateway/CallRunner.h"
 #include "gateway/Report.h"
 
+#include "host/Workstation.h"
+
 #include <CLI/CLI.hpp>
 
 #include <cstdlib>
@@ -43,10 +45,12 @@ char const callHelp[] =
 Examples: examples/calls/. All keys: docs/call-files.md.
 
 Exit status: 0 when every expectation held, 1 when one failed, 2 for a bad command line or an
-error in a call file, 3 when the library ended the process.)";
+error in a call file or in the configuration file, 3 when the library ended the process.)";
 
 struct CallOptions {
     std::vector<std::string> files;
+    /** The gateway's configuration file; empty for none. */
+    std::string config;
     std::optional<unsigned> logLevel;
     gateway::ReportOptions report;
 };
@@ -59,20 +63,51 @@ CLI::App* addCall(CLI::App& program, CallOptions& options) {
     call->add_option("--log-level", options.logLevel,
                      "Level of the library's log: 2 shows operations and events, 3 also commands")
         ->check(CLI::Range(0U, 3U));
+    call->add_option("--config", options.config,
+                     "The gateway's configuration file (TOML); a call file's [configuration] comes "
+                     "on top of it");
     call->add_flag("--json", options.report.json, "One JSON object per line");
     call->add_flag("--quiet", options.report.quiet, "Failures and summaries only");
     call->footer(callHelp);
     return call;
 }
 
+/** Each file starts with the configuration file as it then is. */
+void loadConfiguration(std::string const& path) {
+    if (path.empty()) {
+        return;
+    }
+    try {
+        host::Workstation::instance().loadConfiguration(path);
+    } catch (std::runtime_error const& error) {
+        throw gateway::CallFileError(error.what());
+    }
+}
+
 int runCalls(CallOptions const& options) {
+    if (options.logLevel) {
+        // Nobody asks for the level of the environment, so that nobody has to hear what is bad
+        // there.
+        unsetenv("MC_LOG_LEVEL");
+    }
     std::vector<gateway::CallFile> files;
     for (std::string const& path : options.files) {
         files.push_back(gateway::readCallFile(path));
     }
     gateway::Report report(std::cout, options.report);
+    for (gateway::CallFile const& file : files) {
+        report.expectFile(file.path, file.steps.size());
+    }
     bool isAllHeld = true;
     for (gateway::CallFile const& file : files) {
+        try {
+            loadConfiguration(options.config);
+        } catch (gateway::CallFileError const&) {
+            if (&file != &files.front()) {
+                report.end();
+            }
+            throw;
+        }
         gateway::CallRunner runner(file, report, options.logLevel);
         isAllHeld = runner.run().failed == 0 && isAllHeld;
     }

@@ -83,6 +83,15 @@ std::vector<ErrorCase> const errorCases = {
      "rtptick_request, noteworthyValue5, voicelan\n"},
     {"FaxProtoTooLong", "[configuration]\nfax_proto = \"" + std::string(64, 'x') + "\"\n" + board,
      "2:13: fax_proto is too long: expected at most 63 characters\n"},
+    {"FaxProtoWithNul", "[configuration]\nfax_proto = \"udp\\u0000\"\n" + board,
+     "2:13: fax_proto holds a NUL character: expected a text without one\n"},
+    {"VoicelanWithNul", "[configuration]\nvoicelan = \"10.0.0.1\\u0000\"\n" + board,
+     "2:12: voicelan holds a NUL character: expected a text without one\n"},
+    {"ChangeWithNul", step("configure.fax_proto = \"\\u0000\"\n"),
+     "15:23: fax_proto holds a NUL character: expected a text without one\n"},
+    {"FirstPortWithoutAPortBehindIt",
+     "[[board]]\nip = \"10.0.0.1\"\nsid = 2\nfirstPort = 65535\n" + wait,
+     "4:13: firstPort is 65535: expected a number from 1 to 65534\n"},
     {"VoicelanIsNoAddress", "[configuration]\nvoicelan = \"eth0\"\n" + board,
      "2:12: voicelan is \"eth0\": expected an IPv4 address"},
 
@@ -123,9 +132,13 @@ std::vector<ErrorCase> const errorCases = {
     {"UnknownField", channel("rtpremote = \"10.0.9.1:4000\"\n"),
      "6:1: unknown key \"rtpremote\" in a channel: expected one of name, channelMode, "},
 
-    {"NothingToDo", step("opne = \"in\"\n"),
-     "14:1: nothing to do in a step: expected one of open, update, activateFax, join, unjoin, "
-     "close, dtmf, faxTone, alert, failNext, configure, console, wait, logLevel\n"},
+    {"MisspeltAction", step("opne = \"in\"\n"),
+     "15:1: unknown key \"opne\" in a step: expected one of open, update, activateFax, join, "
+     "unjoin, close, dtmf, faxTone, alert, failNext, configure, console, wait, logLevel\n"},
+    {"NothingButANote", step("note = \"x\"\n"),
+     "14:1: nothing to do in a step: expected one of open, update, "},
+    {"MisspeltActionBesideAnExpectation", step("expect.callbacks = []\ncolse = \"in\"\n"),
+     "16:1: unknown key \"colse\" in a step: expected one of open, "},
     {"TwoThingsToDo", step("open = \"in\"\nclose = \"in\"\n"),
      "16:9: a step does one thing, here \"open\": expected \"close\" in a step of its own\n"},
     {"UnknownChannel", step("open = \"out\"\n"),
@@ -216,6 +229,28 @@ TEST(CallFileErrors, aDirectory) {
     ProgramRun const run = runProgram({"call", "/"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.errors, "/: can't be read: it is a directory, expected a call file\n");
+}
+
+TEST(CallFileErrors, aFileThatIsTooLarge) {
+    TemporaryFile const file("call.toml", boardAndChannel + wait + "#" + std::string(1 << 20, 'x'));
+    ProgramRun const run = runProgram({"call", file.path()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors,
+              file.path() + ": can't be read: it is larger than 1 MiB, expected a call file\n");
+    EXPECT_EQ(run.output, "");
+}
+
+TEST(CallFileErrors, aFileOfTheLargestSize) {
+    std::string const call = boardAndChannel + wait + "#";
+    TemporaryFile const file("call.toml", call + std::string((1 << 20) - call.size(), 'x'));
+    ProgramRun const run = runProgram({"call", file.path()});
+    EXPECT_EQ(run.status, 0) << run.errors;
+}
+
+TEST(CallFileErrors, aFileThatNeverEnds) {
+    ProgramRun const run = runProgram({"call", "/dev/zero"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.errors, testing::StartsWith("/dev/zero: can't be read: it is larger than"));
 }
 
 TEST(CallFileErrors, noCallIsPlacedWhenOneOfSeveralFilesIsInError) {

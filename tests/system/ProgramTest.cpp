@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -158,7 +159,7 @@ TEST(Program, anAcknowledgementThatTakesTooLongFailsInsteadOfHanging) {
                 HasSubstr("openChannel in channel(1): not in time\n" + std::string(24, ' ') +
                           "expected  everything that was waited for, within 20 ms\n" +
                           std::string(24, ' ') +
-                          "seen      3 commands, 0 events, 0 callbacks, 1 acknowledgements still "
+                          "seen      3 commands, 0 events, 0 callbacks, 1 acknowledgement still "
                           "to come\n"));
 }
 
@@ -209,7 +210,8 @@ TEST(Program, anEventOfADspChannelThatTheBoardDoesNotHaveCannotBeRaised) {
     TemporaryFile const file("call.toml", small + "[[step]]\nfaxTone = \"in\"\n");
     ProgramRun const run = runProgram({"call", file.path()});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.output, HasSubstr("faxTone in: the step could not be done\n"));
+    EXPECT_THAT(run.output, HasSubstr("faxTone in: the step could not be done: the board has no "
+                                      "DSP channel 2: it has 2, numbered from 0\n"));
 }
 
 TEST(Program, aJoinWithABoardThatNobodyServesIsRefused) {
@@ -264,15 +266,16 @@ TEST(Program, jsonHoldsWhatHappened) {
     ASSERT_EQ(commands.size(), 4U);
     EXPECT_EQ(commands[0].at("name"), "SetParameter");
     EXPECT_EQ(commands[0].at("fields"),
-              json({{"dsp", "2"}, {"SILENCE_COMPRESSION", "0"}, {"to", "10.0.0.1"}}));
+              json({{"dsp", 2}, {"SILENCE_COMPRESSION", 0}, {"to", "10.0.0.1"}}));
     EXPECT_TRUE(commands[0].at("time_ms").is_number());
     EXPECT_EQ(commands[3].at("name"), "CloseVoice in");
-    EXPECT_EQ(ofType(lines, "event").at(0).at("fields").at("port"), "5000");
+    EXPECT_EQ(ofType(lines, "event").at(0).at("fields").at("port"), 5000);
     EXPECT_THAT(ofType(lines, "failure"), IsEmpty());
     json const& summary = lines.back();
     EXPECT_EQ(summary, json({{"type", "summary"},
                              {"files", 1},
                              {"files_failed", 0},
+                             {"files_not_run", 0},
                              {"passed", true},
                              {"steps", 2},
                              {"steps_done", 2},
@@ -315,6 +318,170 @@ TEST(Program, jsonOfAFatalEndIsComplete) {
     EXPECT_EQ(lines.back().at("steps_done"), 0);
 }
 
+TEST(Program, jsonHoldsAnErrorAsNumberAndName) {
+    TemporaryFile const file("call.toml", boardAndChannel + R"toml([[step]]
+failNext = "in"
+error = "noPortLeft"
+[[step]]
+open = "in"
+expect.events = "OpenVoiceAck in error=5(no port left)"
+expect.callbacks = "ackEvent error=5"
+[[step]]
+close = "in"
+expect.reports = "not open"
+expect.callbacks = "ackErrorEvent"
+)toml");
+    ProgramRun const run = runProgram({"call", "--json", file.path()});
+    EXPECT_EQ(run.status, 0) << run.output;
+    std::vector<json> const lines = jsonLines(run.output);
+    EXPECT_EQ(ofType(lines, "event").at(0).at("fields"), json({{"dsp", 2},
+                                                               {"error", 5},
+                                                               {"errorName", "no port left"},
+                                                               {"port", 0},
+                                                               {"from", "10.0.0.1"}}));
+    EXPECT_EQ(ofType(lines, "callback").at(0).at("fields"),
+              json({{"channel", "in"}, {"error", 5}, {"port", 0}}));
+}
+
+TEST(Program, filesBehindAFatalEndAreNamedAndCounted) {
+    TemporaryFile const good("good.toml", goodCall);
+    TemporaryFile const fatal("fatal.toml", fatalCall);
+    TemporaryFile const rest("rest.toml", goodCall);
+    ProgramRun const run =
+        runProgram({"call", "--quiet", good.path(), fatal.path(), rest.path(), good.path()});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.output,
+                HasSubstr("\n" + rest.path() + ": NOT RUN: 0 of 2 steps\n" + good.path() +
+                          ": NOT RUN: 0 of 2 steps\n"
+                          "4 files, 1 failed, 2 not run: FAILED: 2 of 8 steps, "));
+    EXPECT_THAT(run.output, HasSubstr("the library ended the process\n" + std::string(24, ' ') +
+                                      "seen      MC - MC_Manager component not found: "
+                                      "updateChannel\n"))
+        << "the cause is shown although the log is not";
+
+    ProgramRun const machine = runProgram({"call", "--json", fatal.path(), rest.path()});
+    EXPECT_EQ(machine.status, 3);
+    std::vector<json> const lines = jsonLines(machine.output);
+    EXPECT_EQ(
+        ofType(lines, "file_not_run"),
+        std::vector<json>{json({{"type", "file_not_run"}, {"file", rest.path()}, {"steps", 2}})});
+    EXPECT_EQ(lines.back().at("files"), 2);
+    EXPECT_EQ(lines.back().at("files_failed"), 1);
+    EXPECT_EQ(lines.back().at("files_not_run"), 1);
+    EXPECT_EQ(lines.back().at("steps"), 4);
+    EXPECT_EQ(lines.back().at("passed"), false);
+}
+
+TEST(Program, timesNeverGoBackwards) {
+    TemporaryFile const first("first.toml", "[configuration]\nfax_proto = \"tcp\"\n" + goodCall);
+    ProgramRun const run = runProgram({"call", "--json", "--log-level", "3", first.path()});
+    double last = 0;
+    bool isBeforeTheFirstStep = true;
+    for (json const& line : jsonLines(run.output)) {
+        if (line.count("time_ms") == 0) {
+            continue;
+        }
+        isBeforeTheFirstStep =
+            isBeforeTheFirstStep && line.at("type") != "note" && line.at("type") != "operation";
+        double const time = line.at("time_ms").get<double>();
+        EXPECT_GE(time, last) << line;
+        if (isBeforeTheFirstStep) {
+            EXPECT_EQ(time, 0.0) << line;
+        }
+        last = time;
+    }
+    EXPECT_FALSE(isBeforeTheFirstStep);
+}
+
+TEST(Program, aChannelWhoseBoardIsNoneOfTheFileFails) {
+    std::string lost = boardAndChannel;
+    std::string const gateway = "mediaGateway = \"10.0.0.1\"";
+    lost.replace(lost.find(gateway), gateway.size(), "mediaGateway = \"10.0.0.9\"");
+    TemporaryFile const file("call.toml", lost + "[[step]]\nwait = 0\n");
+    ProgramRun const run = runProgram({"call", file.path()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.output,
+                HasSubstr("FAILED     " + file.path() + ": channel in: unknown board\n"));
+    TemporaryFile const standIn("call.toml",
+                                "[configuration]\nvoicelan = \"10.0.0.1\"\n" + lost +
+                                    "[[step]]\nwait = 0\nexpect.channel.in.sid = 16\n");
+    EXPECT_EQ(runProgram({"call", standIn.path()}).status, 0) << "voicelan stands in";
+}
+
+TEST(Program, aStepThatGivesAnUnknownBoardFailsUnlessItExpectsARefusal) {
+    std::string const lost = "leaveOpen = true\n" + boardAndChannel +
+                             "[[step]]\nopen = \"in\"\nset.direction = 0\n"
+                             "set.mediaGateway = \"10.0.0.9\"\nexpect.errors = \"invalid\"\n";
+    TemporaryFile const silent("call.toml", lost);
+    ProgramRun const run = runProgram({"call", silent.path()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.output,
+                ContainsRegex(":16: openChannel in channel\\(1\\) .*: unknown board\n"));
+    TemporaryFile const expected("call.toml", lost + "expect.refusalContains = \"invalid\"\n");
+    ProgramRun const held = runProgram({"call", expected.path()});
+    EXPECT_EQ(held.status, 0) << held.output;
+}
+
+TEST(Program, aConsoleLineThatNobodyTakesFailsUnlessAnAnswerIsExpected) {
+    std::string const typed = boardAndChannel + "[[step]]\nconsole = \"MD Dsp All\"\n";
+    TemporaryFile const silent("call.toml", typed);
+    ProgramRun const run = runProgram({"call", silent.path()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.output,
+                HasSubstr(":15: console MD Dsp All: console command that nobody takes\n" +
+                          std::string(24, ' ') +
+                          "seen      Unknown command \"MD\", try \"help\"\n"));
+    TemporaryFile const expected("call.toml", typed + "expect.answerContains = \"Unknown\"\n");
+    EXPECT_EQ(runProgram({"call", expected.path()}).status, 0);
+}
+
+std::string const openWithTick = boardAndChannel +
+                                 "[[step]]\nopen = \"in\"\nexpect.commands = [\"SetParameter\", "
+                                 "\"SetParameter\", \"OpenVoice in fax=TCP tick=7\"]\n"
+                                 "[[step]]\nclose = \"in\"\n"
+                                 "expect.callbacks = [\"ackErrorEvent channel=none\"]\n";
+
+TEST(Program, eachFileStartsWithTheConfigurationFile) {
+    TemporaryFile const config("gateway.toml", "[current.gw_priv]\nfax_proto = \"tcp\"\n"
+                                               "[current.gateway]\nrtptick_request = 7\n");
+    TemporaryFile const file("call.toml", openWithTick);
+    ProgramRun const run =
+        runProgram({"call", "--config", config.path(), file.path(), file.path()});
+    EXPECT_EQ(run.status, 0) << run.output << run.errors;
+    EXPECT_EQ(runProgram({"call", file.path()}).status, 1) << "without it the defaults hold";
+}
+
+TEST(Program, theCallFileComesOnTopOfTheConfigurationFile) {
+    TemporaryFile const config("gateway.toml", "[current.gw_priv]\nfax_proto = \"tcp\"\n"
+                                               "[current.gateway]\nrtptick_request = 6\n");
+    TemporaryFile const file("call.toml", "[configuration]\nrtptick_request = 7\n" + openWithTick);
+    ProgramRun const run = runProgram({"call", "--config", config.path(), file.path()});
+    EXPECT_EQ(run.status, 0) << run.output << run.errors;
+}
+
+TEST(Program, aConfigurationFileInErrorIsNamedWithItsLine) {
+    TemporaryFile const config("gateway.toml", "[current.gateway]\nrtptick_request = 256\n");
+    TemporaryFile const file("call.toml", goodCall);
+    ProgramRun const run = runProgram({"call", "--config", config.path(), file.path()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.errors, StartsWith(config.path() + ":2:"));
+    EXPECT_EQ(run.output, "");
+    ProgramRun const missing = runProgram({"call", "--config", "no-such.toml", file.path()});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_THAT(missing.errors, StartsWith("no-such.toml: can't be read"));
+}
+
+TEST(Program, aLevelGivenHidesABadOneOfTheEnvironment) {
+    TemporaryFile const file("call.toml", goodCall);
+    ASSERT_EQ(setenv("MC_LOG_LEVEL", "high", 1), 0);
+    ProgramRun const given = runProgram({"call", "--log-level", "0", file.path()});
+    ProgramRun const bad = runProgram({"call", file.path()});
+    unsetenv("MC_LOG_LEVEL");
+    EXPECT_EQ(given.errors, "");
+    EXPECT_THAT(bad.errors, HasSubstr("MC_LOG_LEVEL is \"high\""));
+    EXPECT_EQ(bad.status, 0) << "and is no fault of the call";
+}
+
 TEST(Program, jsonOfEveryExampleParses) {
     for (char const* const name : {"console.toml", "refusals.toml", "silence-suppression.toml"}) {
         ProgramRun const run = runProgram({"call", "--json", "--log-level", "3", example(name)});
@@ -327,8 +494,8 @@ TEST(Program, helpDescribesTheCallFile) {
     ProgramRun const run = runProgram({"call", "--help"});
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output,
-                AllOf(HasSubstr("--log-level"), HasSubstr("--json"), HasSubstr("--quiet"),
-                      HasSubstr("[[step]]"), HasSubstr("examples/calls"),
+                AllOf(HasSubstr("--log-level"), HasSubstr("--config"), HasSubstr("--json"),
+                      HasSubstr("--quiet"), HasSubstr("[[step]]"), HasSubstr("examples/calls"),
                       HasSubstr("docs/call-files.md"), HasSubstr("Exit status")));
     EXPECT_EQ(run.errors, "");
 }

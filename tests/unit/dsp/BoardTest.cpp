@@ -230,9 +230,35 @@ TEST(Board, JoinAndUnjoin) {
     EXPECT_FALSE(channel.joinedRemote);
     imc_msg local = sample("Join");
     local.payload[2] = 0;
-    bench.board.receive(local);
+    bench.board.receive(onChannel(sample("OpenVoice in"), 5));
+    expectTaken(bench, local);
     EXPECT_TRUE(channel.joined);
     EXPECT_FALSE(channel.joinedRemote);
+}
+
+TEST(Board, JoinsNoChannelWithItself) {
+    Bench bench;
+    bench.board.receive(sample("OpenVoice in"));
+    imc_msg join = sample("Join");
+    join.payload[1] = 3;
+    join.payload[2] = 0;
+    expectRefused(bench, join, "bad parameter");
+    EXPECT_THAT(bench.reports.back(), testing::HasSubstr("(join with itself: dsp 3)"));
+    EXPECT_FALSE(bench.board.channel(3).joined);
+    join.payload[2] = 1;
+    expectTaken(bench, join); // the channel of that number on another board
+}
+
+TEST(Board, JoinsNoPeerOfItsOwnThatIsNotOpen) {
+    Bench bench;
+    bench.board.receive(sample("OpenVoice in"));
+    imc_msg join = sample("Join");
+    join.payload[2] = 0;
+    expectRefused(bench, join, "not open");
+    EXPECT_THAT(bench.reports.back(), testing::HasSubstr("(peer dsp 5)"));
+    EXPECT_FALSE(bench.board.channel(3).joined);
+    bench.board.receive(onChannel(sample("OpenFax out"), 5));
+    expectTaken(bench, join);
 }
 
 TEST(Board, FaxOpensWithAndWithoutVoiceAndOutlivesIt) {
@@ -493,6 +519,7 @@ TEST_P(Values, AreTakenOrRefused) {
         bool const answered = message.messageId != 124;
         if (!answered) {
             bench.board.receive(sample("OpenVoice in"));
+            bench.board.receive(onChannel(sample("OpenVoice in"), 5));
             bench.events.clear();
         }
         if (good) {
@@ -600,7 +627,7 @@ TEST(Board, RaisesEventsToItsClientUntilACommandCame) {
     Bench bench(options);
     bench.board.raiseFaxTone(255);
     expectLast(bench, "00 FA 33 00 0001 0000 0000007B FF");
-    bench.board.receive(sample("Unjoin"));
+    bench.board.receive(setParameter("02 01 000000"));
     bench.board.raiseFaxTone(3);
     expectLast(bench, "00 FA 21 00 0001 0000 0000007B 03");
 }
@@ -611,9 +638,17 @@ TEST(Board, RaisesEventsToTheDefaultClient) {
     expectLast(bench, "00 FA 01 00 0001 0000 0000007B 00");
 }
 
-TEST(Board, WhatIsNoCommandOfItsDoesNotChangeTheClient) {
+TEST(Board, WhatItRefusesDoesNotChangeTheClient) {
     Bench bench;
-    bench.board.receive(sample("CloseVoice in"));
+    bench.board.receive(sample("OpenVoice in"));
+    imc_msg refused = sample("OpenVoice in");
+    refused.sourceSid = 0x44;
+    expectRefused(bench, refused, "already open");
+    imc_msg malformed = sample("CloseVoice in");
+    malformed.sourceSid = 0x44;
+    malformed.length = 2;
+    expectRefused(bench, malformed, "wrong length");
+    EXPECT_EQ(bench.events.back().destinationSid, 0x44) << "but it is answered";
     imc_msg elsewhere = sample("CloseVoice in");
     elsewhere.sourceSid = 0x44;
     elsewhere.destinationSid = 0x45;
@@ -651,6 +686,17 @@ TEST(Board, RaisesNothingForAChannelOrDirectionThatItDoesNotHave) {
     EXPECT_THROW(bench.board.failNext(8, Error::notOpen), std::out_of_range);
     EXPECT_THROW(bench.board.channel(8), std::out_of_range);
     EXPECT_THAT(bench.events, IsEmpty());
+}
+
+TEST(Board, SaysWhichChannelsItHas) {
+    BoardOptions options;
+    options.channels = 4;
+    Bench bench(options);
+    std::string const text = "the board has no DSP channel 7: it has 4, numbered from 0";
+    auto const throwsIt = testing::ThrowsMessage<std::out_of_range>(testing::StrEq(text));
+    EXPECT_THAT([&] { bench.board.raiseDtmf(7, Direction::in, 1, 1); }, throwsIt);
+    EXPECT_THAT([&] { bench.board.failNext(7, Error::notOpen); }, throwsIt);
+    EXPECT_THAT([&] { bench.board.channel(7); }, throwsIt);
 }
 
 } // namespace

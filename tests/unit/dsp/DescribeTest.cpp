@@ -59,6 +59,18 @@ TEST(Describe, EveryErrorCodeOfTheBoard) {
     }
 }
 
+TEST(Describe, InPieces) {
+    Description const refused = fields(record("00 FA 01 00 0004 0000 00000065 03 05 0000"));
+    EXPECT_EQ(refused.name, "OpenVoiceAck in");
+    EXPECT_EQ(refused.fields,
+              (std::vector<Field>{{"dsp", "3"}, {"error", "5", "no port left"}, {"port", "0"}}));
+    EXPECT_EQ(refused.remark, "");
+    imc_msg odd = sample("CloseVoice in");
+    odd.payload[1] = 1;
+    EXPECT_EQ(fields(odd).fields, (std::vector<Field>{{"dsp", "3"}}));
+    EXPECT_EQ(fields(odd).remark, " (byte 13 is not zero)");
+}
+
 TEST(Describe, NumbersWithoutAName) {
     imc_msg message = sample("OpenFax in");
     message.payload[1] = 132;

@@ -37,6 +37,26 @@ TEST_F(JudgedStep, holdsWhenNothingIsExpectedAndNothingIsWrong) {
     EXPECT_EQ(judge().held, 0U);
 }
 
+TEST_F(JudgedStep, anUnknownBoardFailsUnlessARefusalIsExpected) {
+    seen.unknownBoards = 2;
+    ASSERT_EQ(judge().failures.size(), 1U);
+    EXPECT_EQ(judge().failures[0].what, "unknown board");
+    EXPECT_THAT(judge().failures[0].seen, ElementsAre("imc.unknown_board: 2"));
+    seen.refusal = "no";
+    step.expect.refusal = "no";
+    EXPECT_THAT(judge().failures, IsEmpty());
+}
+
+TEST_F(JudgedStep, anUnknownConsoleCommandFailsUnlessAnAnswerIsExpected) {
+    seen.unknownCommands = 1;
+    seen.answer = "Unknown";
+    ASSERT_EQ(judge().failures.size(), 1U);
+    EXPECT_TRUE(judge().failures[0].isOnlySeen);
+    EXPECT_THAT(judge().failures[0].seen, ElementsAre("Unknown"));
+    step.expect.answer = "Unknown";
+    EXPECT_THAT(judge().failures, IsEmpty());
+}
+
 TEST_F(JudgedStep, countsWhatHolds) {
     step.expect.commands = {parseMessage("Unjoin")};
     step.expect.answer = "text";

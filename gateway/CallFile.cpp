@@ -25,7 +25,7 @@ namespace {
 using Channels = std::vector<ChannelEntry>;
 
 /** No call that a person describes comes near; what is larger, or never ends, is something else. */
-std::size_t const largestFile = 1024U * 1024U;
+std::size_t const largestFile = std::size_t{1024} * 1024;
 std::int64_t const longestTime = 3600000;
 /** A call that hangs is noticed by a person before this; acknowledgements take milliseconds. */
 std::int64_t const defaultDeadline = 3000;

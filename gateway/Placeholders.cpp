@@ -8,11 +8,10 @@ namespace gateway {
 std::string expandPlaceholders(
     std::string const& text,
     std::function<std::optional<std::string>(std::string const&)> const& identifier) {
-    static std::regex const placeholder("\\{([A-Za-z0-9_-]+)\\}");
+    static std::regex const pattern("\\{([A-Za-z0-9_-]+)\\}");
     std::string result;
     auto rest = text.begin();
-    for (std::sregex_iterator each(text.begin(), text.end(), placeholder), end; each != end;
-         ++each) {
+    for (std::sregex_iterator each(text.begin(), text.end(), pattern), end; each != end; ++each) {
         std::string const name = (*each)[1];
         auto const value = identifier(name);
         if (!value) {

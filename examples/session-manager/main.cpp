@@ -127,7 +127,7 @@ public:
         } catch (std::runtime_error const& refusal) {
             std::printf("refused: %s\n", refusal.what()); // says "unjoin", and means the join
         }
-        in->joinIp = new IPAddress("10.0.0.1"); // the record owns it from now on
+        in->joinIp = new IPAddress("10.0.0.2"); // the record owns it from now on
         in->joinDsp = 5;
         manager->joinChannel(in.get());
         manager->unjoinChannel(in.get());

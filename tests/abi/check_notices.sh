@@ -9,7 +9,7 @@ source=$1 file=$2 change=$3 expected=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp -r "$source/CMakeLists.txt" "$source/CMakePresets.json" "$source/cmake" "$source/framework" \
-    "$source/script" "$work"
+    "$source/packaging" "$source/script" "$work"
 if [ -n "$file" ]; then
     sed -i "$change" "$work/$file"
     if cmp -s "$work/$file" "$source/$file"; then

@@ -2,6 +2,8 @@
 
 #include "gateway/Text.h"
 
+#include "host/Text.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
@@ -22,11 +24,6 @@ char const rtptickRequestKey[] = "rtptick_request";
 /** Number of the noteworthy value that keeps channels from arming fax-tone detection. */
 int const noteworthyNumber = 5;
 int const console = 1;
-
-std::string withoutNul(std::string text) {
-    text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
-    return text;
-}
 
 /** Numbers as numbers; a channel's name stays a text, whatever it is made of. */
 Report::Json toJson(dsp::Field const& field) {
@@ -232,8 +229,8 @@ void CallRunner::seeCallback(Message const& callback) {
 }
 
 void CallRunner::seeLog(host::Workstation::LogLine const& line) {
-    std::string const detail = withoutNul(line.detail);
-    std::string text = withoutNul(line.text);
+    std::string const detail = host::withoutNul(line.detail);
+    std::string text = host::withoutNul(line.text);
     text.erase(text.find_last_not_of(" \n") + 1);
     text += detail.empty() ? "" : ": " + detail;
     (line.isError ? seen.errors : seen.traces).push_back(text);
@@ -243,12 +240,12 @@ void CallRunner::seeLog(host::Workstation::LogLine const& line) {
 
 void CallRunner::seeRefusal(std::string const& text) {
     ++summary.refusals;
-    seen.refusal = withoutNul(text);
+    seen.refusal = host::withoutNul(text);
     report.entry("refused", *seen.refusal, {{"text", *seen.refusal}});
 }
 
 void CallRunner::seeAnswer(std::string const& text) {
-    std::string const plain = withoutNul(text);
+    std::string const plain = host::withoutNul(text);
     seen.answer += plain;
     ++seen.answers;
     report.entry("answer", plain, {{"text", plain}});

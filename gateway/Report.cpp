@@ -2,7 +2,8 @@
 
 #include "gateway/Text.h"
 
-#include <algorithm>
+#include "host/Text.h"
+
 #include <cmath>
 #include <iomanip>
 #include <ostream>
@@ -32,8 +33,8 @@ std::string indented(std::string const& text, std::string const& margin) {
 }
 
 /** A text as a person reads it: without NUL characters, tabs, and empty lines around it. */
-std::string readable(std::string text) {
-    text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
+std::string readable(std::string const& raw) {
+    std::string text = host::withoutNul(raw);
     text.erase(text.find_last_not_of("\n\r ") + 1);
     text.erase(0, text.find_first_not_of('\n'));
     for (auto tab = text.find('\t'); tab != std::string::npos; tab = text.find('\t', tab)) {

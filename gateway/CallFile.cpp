@@ -6,6 +6,7 @@
 
 #include "address/IPAddress.h"
 #include "host/Workstation.h"
+#include "host/config/DeepKey.h"
 
 #include <algorithm>
 #include <array>
@@ -505,6 +506,11 @@ FieldType const& boardErrorType() {
 }
 
 CallFile parseCallFile(std::string const& text, std::string const& path) {
+    if (auto const place = host::findDeepKey(text)) {
+        fail(path, {place->line, place->column},
+             "a key has more than " + std::to_string(host::mostKeyParts) +
+                 " parts: expected a shorter one");
+    }
     toml::table document;
     try {
         document = toml::parse(text, std::string_view(path));

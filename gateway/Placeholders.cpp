@@ -1,27 +1,35 @@
 #include "gateway/Placeholders.h"
 
-#include <regex>
 #include <stdexcept>
 
 namespace gateway {
 
+namespace {
+
+char const nameCharacters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
+
+} // namespace
+
 std::string expandPlaceholders(
     std::string const& text,
     std::function<std::optional<std::string>(std::string const&)> const& identifier) {
-    static std::regex const pattern("\\{([A-Za-z0-9_-]+)\\}");
     std::string result;
-    auto rest = text.begin();
-    for (std::sregex_iterator each(text.begin(), text.end(), pattern), end; each != end; ++each) {
-        std::string const name = (*each)[1];
+    std::size_t rest = 0;
+    for (auto open = text.find('{'); open != std::string::npos; open = text.find('{', open + 1)) {
+        auto const close = text.find_first_not_of(nameCharacters, open + 1);
+        if (close == std::string::npos || close == open + 1 || text[close] != '}') {
+            continue;
+        }
+        std::string const name = text.substr(open + 1, close - open - 1);
         auto const value = identifier(name);
         if (!value) {
             throw std::out_of_range(name);
         }
-        result.append(rest, (*each)[0].first);
+        result.append(text, rest, open - rest);
         result += *value;
-        rest = (*each)[0].second;
+        rest = close + 1;
     }
-    return result.append(rest, text.end());
+    return result.append(text, rest, std::string::npos);
 }
 
 } // namespace gateway

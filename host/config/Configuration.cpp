@@ -2,6 +2,7 @@
 
 #include "address/IPAddress.h"
 #include "host/Text.h"
+#include "host/config/DeepKey.h"
 #include "host/imc/SidText.h"
 
 #include <toml++/toml.h>
@@ -62,9 +63,14 @@ public:
     }
 
 private:
+    [[noreturn]] void fail(std::uint32_t line, std::uint32_t column,
+                           std::string const& what) const {
+        throw std::runtime_error(name + ":" + std::to_string(line) + ":" + std::to_string(column) +
+                                 ": " + what);
+    }
+
     [[noreturn]] void fail(toml::source_region const& where, std::string const& what) const {
-        throw std::runtime_error(name + ":" + std::to_string(where.begin.line) + ":" +
-                                 std::to_string(where.begin.column) + ": " + what);
+        fail(where.begin.line, where.begin.column, what);
     }
 
     [[noreturn]] void unknown(toml::key const& key, std::string const& expected) const {
@@ -73,6 +79,10 @@ private:
     }
 
     toml::table parse(std::string const& text) const {
+        if (auto const place = findDeepKey(text)) {
+            fail(place->line, place->column,
+                 "a key has " + std::to_string(mostKeyParts) + " parts at most");
+        }
         try {
             return toml::parse(text);
         } catch (toml::parse_error const& error) {

@@ -52,6 +52,20 @@ TEST(CallFile, hasDefaults) {
     EXPECT_FALSE(step.expect.isRefusal());
 }
 
+TEST(CallFile, refusesAKeyOfManyParts) {
+    std::string key = "a";
+    for (int part = 1; part < 200000; ++part) {
+        key += ".a";
+    }
+    try {
+        parseCallFile("\n" + key + " = 1\n", "call.toml");
+        FAIL() << "nothing was thrown";
+    } catch (gateway::CallFileError const& error) {
+        EXPECT_STREQ(error.what(),
+                     "call.toml:2:33: a key has more than 16 parts: expected a shorter one");
+    }
+}
+
 TEST(CallFile, holdsWhatWasWritten) {
     CallFile const file = parseCallFile(R"(title = "T"
 deadline = 7

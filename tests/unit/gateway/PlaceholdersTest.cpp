@@ -22,6 +22,12 @@ TEST(Placeholders, otherBracesStayAsTheyAre) {
     EXPECT_EQ(expand(""), "");
 }
 
+TEST(Placeholders, aLongTextInBracesIsReadLikeAShortOne) {
+    std::string const name(300000, 'a');
+    EXPECT_EQ(expand("{" + name), "{" + name);
+    EXPECT_THROW(expand("{" + name + "}"), std::out_of_range);
+}
+
 TEST(Placeholders, anUnknownNameIsAnError) {
     try {
         expand("{caller-in} {other}");

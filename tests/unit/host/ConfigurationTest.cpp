@@ -58,6 +58,39 @@ TEST(Configuration, ASyntaxErrorIsRefusedWithLineAndColumn) {
     EXPECT_GT(text.size(), std::string("gw.toml:2:18: ").size());
 }
 
+/** "a.a.a" for 3. */
+std::string keyOfParts(std::size_t parts) {
+    std::string key = "a";
+    for (std::size_t part = 1; part < parts; ++part) {
+        key += ".a";
+    }
+    return key;
+}
+
+TEST(Configuration, AKeyOfManyPartsIsRefusedWithItsPlace) {
+    EXPECT_EQ(refusal(keyOfParts(17) + " = 1\n"), "gw.toml:1:33: a key has 16 parts at most");
+    EXPECT_EQ(refusal("\n[" + keyOfParts(17) + "]\n"), "gw.toml:2:34: a key has 16 parts at most");
+    EXPECT_EQ(refusal("a = {" + keyOfParts(200000) + " = 1}\n"),
+              "gw.toml:1:38: a key has 16 parts at most");
+    EXPECT_EQ(refusal("\"\xC3\xA4\" = 1 #\n\"\xC3\xA4\"." + keyOfParts(200000)),
+              "gw.toml:2:35: a key has 16 parts at most");
+    EXPECT_EQ(refusal(keyOfParts(16) + " = 1\n").substr(0, 12), "gw.toml:1:1:");
+}
+
+TEST(Configuration, DotsThatAreInNoKeyAreNotCounted) {
+    std::string const dots(40, '.');
+    std::string const numbers = "[1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0, 1.1, 2.1, 3.1, "
+                                "4.1, 5.1, 6.1, 7.1, 8.1, 9.1]";
+    for (std::string const& value :
+         {"\"" + dots + "\\\"" + dots + "\"", "'" + dots + "\\' #" + dots,
+          "\"\"\"" + dots + "\n\"\"" + dots + "\\\"\"\"\"\"\"", "'''" + dots + "\n'''''",
+          numbers}) {
+        std::string const text = "[current.gw_priv]\nfax_proto = " + value + "\n";
+        EXPECT_EQ(refusal(text + "[x]\n").find("parts"), std::string::npos) << value;
+        EXPECT_NE(refusal(text + keyOfParts(17)).find("parts"), std::string::npos) << value;
+    }
+}
+
 TEST(Configuration, AKeyThatStandsTwiceIsRefusedWithItsLine) {
     std::string const text = refusal("[boards]\n\"10.0.0.1\" = 1\n\"10.0.0.1\" = 2\n");
     EXPECT_EQ(text.substr(0, text.find(':', 8)), "gw.toml:3");

@@ -289,9 +289,9 @@ void PrintTo(Refusing const& refusing, std::ostream* out) {
     *out << refusing.name;
 }
 
-class ChannelMappingContract : public testing::TestWithParam<Refusing> {};
+class ChannelMappingSpecificationDeathTest : public testing::TestWithParam<Refusing> {};
 
-TEST_P(ChannelMappingContract, ExceptionOfAnotherTypeEndsTheProcess) {
+TEST_P(ChannelMappingSpecificationDeathTest, ExceptionOfAnotherTypeEndsTheProcess) {
     platform().reset();
     MC_Channel channel;
     std::size_t const before = failing_allocation::count();
@@ -311,7 +311,7 @@ TEST_P(ChannelMappingContract, ExceptionOfAnotherTypeEndsTheProcess) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, ChannelMappingContract,
+    Of, ChannelMappingSpecificationDeathTest,
     testing::Values(Refusing{"getSMFraming",
                              [](MC_Channel const& c) { c.getSMFraming(VCOM_FRAMING_NONE); }},
                     Refusing{"getSMMaxFraming", [](MC_Channel const& c) { c.getSMMaxFraming(); }},

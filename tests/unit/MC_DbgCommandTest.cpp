@@ -178,6 +178,14 @@ TEST_F(DbgCommand, Dsp0xZZIsAnInvalidArgument) {
     EXPECT_THAT(type("MC Dsp 0xZZ"), ElementsAre("MC Dsp : invalid argument\n"));
 }
 
+TEST_F(DbgCommand, DspNumberThatAnIntDoesNotHoldIsAnInvalidArgument) {
+    for (auto const* number : {"0x80000000", "0xFFFFFFFF", "0x123456789ABCDEF01"}) {
+        EXPECT_THAT(type(std::string("MC Dsp ") + number),
+                    ElementsAre("MC Dsp : invalid argument\n"))
+            << number;
+    }
+}
+
 TEST_F(DbgCommand, DspInDecimalIsAnInvalidArgument) {
     EXPECT_THAT(type("MC Dsp 8"), ElementsAre("MC Dsp : invalid argument\n"));
 }

@@ -248,7 +248,10 @@ TEST_F(ImcObserver, ClientsRuntimeErrorIsIgnored) {
     EXPECT_THAT(platform().errors(), IsEmpty());
 }
 
-TEST_F(ImcObserver, ClientsInvalidArgumentEndsTheProcessInsteadOfBeingDiscarded) {
+using ImcObserverSpecificationDeathTest = ImcObserver;
+
+TEST_F(ImcObserverSpecificationDeathTest,
+       ClientsInvalidArgumentEndsTheProcessInsteadOfBeingDiscarded) {
     client.failure = [] { throw std::invalid_argument("client's"); };
     EXPECT_DEATH(deliver(114, 4),
                  "terminate called after throwing an instance of 'std::invalid_argument'");

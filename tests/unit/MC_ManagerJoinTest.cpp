@@ -24,6 +24,26 @@ protected:
 
 using MC_ManagerJoinSpecificationDeathTest = MC_ManagerJoin;
 
+/** An address that does not get as far as its text. */
+class AddressWithoutText : public IPAddress {
+public:
+    AddressWithoutText() : IPAddress("10.9.9.8") {}
+
+    AddressWithoutText* Clone() const override { return new AddressWithoutText(*this); }
+    operator std::string() const override { throw std::runtime_error("no text"); }
+};
+
+/** An address that can't be compared. */
+class IncomparableAddress : public IPAddress {
+public:
+    IncomparableAddress() : IPAddress("10.9.9.7") {}
+
+    IncomparableAddress* Clone() const override { return new IncomparableAddress(*this); }
+    bool operator==(std::string const&) const override {
+        throw std::runtime_error("no comparison");
+    }
+};
+
 TEST_F(MC_ManagerJoin, OfTheSameBoardAsTheLocalAddressHasTheRemoteFlag0) {
     MC_Channel& channel = joinable("10.1.0.1");
     manager->joinChannel(&channel);
@@ -177,6 +197,20 @@ TEST_F(MC_ManagerJoin, FailureOfThePostIsWrappedUnderTheOtherOperationsNameAndEn
     EXPECT_EQ(channel.state, MC_Channel::Fax_Detected);
     EXPECT_THAT(platform().logCalls(), IsEmpty());
     EXPECT_THAT(platform().exits(), IsEmpty());
+}
+
+TEST_F(MC_ManagerJoin, FailureToCompareTheAddressesIsWrappedUnsent) {
+    MC_Channel& channel = joinable();
+    IncomparableAddress const incomparable;
+    channel.rtpLocal.Set(&incomparable, 5004);
+    EXPECT_EQ(refusal([&] { manager->joinChannel(&channel); }),
+              withNul("Failed to unjoinChannel(2F)\n\tno comparison"));
+    delete channel.joinIp;
+    channel.joinIp = new AddressWithoutText;
+    EXPECT_EQ(refusal([&] { manager->joinChannel(&channel); }),
+              withNul("Failed to unjoinChannel(2F)\n\tno text"));
+    EXPECT_THAT(platform().posted(), IsEmpty());
+    EXPECT_EQ(channel.state, MC_Channel::Voice_Open);
 }
 
 TEST_F(MC_ManagerJoin, FailureOfTheTraceIsWrappedUnderTheOtherOperationsNameWithTheStateSet) {

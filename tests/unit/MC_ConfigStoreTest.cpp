@@ -124,6 +124,16 @@ TEST_F(ConfigStore, TextThatFillsAll64BytesWithoutANulIsReadNoFurther) {
     EXPECT_TRUE(config.faxProtocolSet);
 }
 
+TEST_F(ConfigStore, LastOf64BytesIsNoPartOfTheText) {
+    fillText(std::string(61, 'x') + "tcp");
+    config.readConfiguration();
+    EXPECT_EQ(config.faxProtocol, 1);
+    EXPECT_TRUE(config.faxProtocolSet);
+    fillText(std::string(60, 'x') + "tcp" + "x");
+    config.readConfiguration();
+    EXPECT_EQ(config.faxProtocol, 2);
+}
+
 TEST_F(ConfigStore, TextEndsAtItsFirstNul) {
     fillText("x\0udp\0"s);
     config.faxProtocol = VCOM_FAXTRANSPORT_TCP;

@@ -1,5 +1,7 @@
 #include "tests/unit/MC_ManagerFixture.h"
 
+#include <csignal>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -91,6 +93,21 @@ TEST_P(MC_ManagerAssertionDeathTest, NullChannelAbortsWithExpressionPlaceAndSign
                  HasSubstr("framework/lib/MC_API/MC_Manager:" + std::to_string(assertion.line) +
                            ": " + assertion.signature +
                            ": Assertion `pChannel != __null' failed."));
+}
+
+/** For a death test: an abort says how often the platform was called before it. */
+void reportPlatformCalls(int) {
+    std::fprintf(stderr, "calls of the platform: %zu\n", platform().journal().size());
+}
+
+TEST_P(MC_ManagerAssertionDeathTest, NullChannelAbortsBeforeThePlatformIsCalled) {
+    platform().clearRecords();
+    EXPECT_DEATH(
+        {
+            std::signal(SIGABRT, reportPlatformCalls);
+            GetParam().call(*manager);
+        },
+        HasSubstr("calls of the platform: 0\n"));
 }
 
 /** An operation that begins with the check, and which checks follow when the process goes on. */

@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -127,6 +129,40 @@ TEST_F(MC_ManagerBirth, EveryIdentifierHasAnObserverOfItsOwn) {
     std::sort(observers.begin(), observers.end());
     EXPECT_EQ(std::unique(observers.begin(), observers.end()) - observers.begin(), 14);
     EXPECT_EQ(platform().registered()[0].observer, &Access::config(*MC_Manager::instance()));
+}
+
+/** What an observer keeps for itself: the event and direction that it hands to the manager. */
+struct Opened : MC_ImcObserver {
+    static std::tuple<MC_Event, VCOM_Direction> meaning(MC_ImcObserver const& observer) {
+        return std::make_tuple(observer.*&Opened::event, observer.*&Opened::direction);
+    }
+};
+
+TEST_F(MC_ManagerBirth, EveryObserverStandsForTheEventAndDirectionOfItsIdentifier) {
+    MC_Manager::instance();
+    std::map<long, std::tuple<MC_Event, VCOM_Direction>> meanings;
+    for (auto const& registration : platform().registered()) {
+        auto const* const observer = dynamic_cast<MC_ImcObserver*>(registration.observer);
+        if (observer != nullptr) {
+            meanings.emplace(registration.messageId, Opened::meaning(*observer));
+        }
+    }
+    VCOM_Direction const in = VCOM_DIRECTION_IN;
+    VCOM_Direction const out = VCOM_DIRECTION_OUT;
+    EXPECT_EQ(meanings, (std::map<long, std::tuple<MC_Event, VCOM_Direction>>{
+                            {123, std::make_tuple(FaxToneEvent, in)},
+                            {114, std::make_tuple(DtmfEvent, in)},
+                            {113, std::make_tuple(DtmfEvent, out)},
+                            {110, std::make_tuple(AlertEvent, in)},
+                            {112, std::make_tuple(AlertEvent, out)},
+                            {101, std::make_tuple(OpenVoiceAck, in)},
+                            {105, std::make_tuple(OpenVoiceAck, out)},
+                            {103, std::make_tuple(CloseVoiceAck, in)},
+                            {107, std::make_tuple(CloseVoiceAck, out)},
+                            {116, std::make_tuple(OpenFaxAck, in)},
+                            {120, std::make_tuple(OpenFaxAck, out)},
+                            {118, std::make_tuple(CloseFaxAck, in)},
+                            {122, std::make_tuple(CloseFaxAck, out)}}));
 }
 
 TEST_F(MC_ManagerBirth, StartsWithItsServicesAndOtherwiseEmpty) {
@@ -285,6 +321,20 @@ TEST_P(MC_ManagerRefusedRegistration, UnregistrationThatThrowsDoesNotKeepTheOthe
     ASSERT_EQ(platform().registered().size(), 1U);
     EXPECT_EQ(Access::existing(), nullptr);
     EXPECT_EQ(pMClog, nullptr);
+}
+
+TEST_P(MC_ManagerRefusedRegistration, NoManagerIsFoundWhileItsObserversAreTakenBack) {
+    platform().script.registration = refusing();
+    std::size_t takenBack = 0;
+    platform().script.unregistration = [&takenBack](std::string const& subject) {
+        bool const isMessage = std::isdigit(static_cast<unsigned char>(subject[0])) != 0;
+        if (isMessage) {
+            EXPECT_EQ(Access::existing(), nullptr) << subject;
+            ++takenBack;
+        }
+    };
+    EXPECT_THROW(MC_Manager::instance(), std::runtime_error);
+    EXPECT_EQ(takenBack, 14U);
 }
 
 class MC_ManagerRegistry : public ManagerTest {};

@@ -44,7 +44,7 @@ void ignore(Report const& report, std::runtime_error const& e) {
 }
 
 void discard(Report const& report, std::invalid_argument const& e) {
-    pMClog->error(failureText(report.discarded, e).ends(), "", source, report.discardedLine);
+    MC_error(failureText(report.discarded, e).ends(), "", source, report.discardedLine);
 }
 
 /** Decodes a message and hands the record to the manager; lets no expected failure into IMC. */

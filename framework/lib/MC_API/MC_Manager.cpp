@@ -105,7 +105,7 @@ std::runtime_error failure(char const* failed, MC_Channel const* pChannel,
 
 /** Ends the process; apart from the check for the same reason. */
 [[gnu::noinline, gnu::cold]] void endUnknownChannel(std::string const& where) {
-    pMClog->error("MC_Manager component not found", where, source, channelCheckError);
+    MC_error("MC_Manager component not found", where, source, channelCheckError);
     IMC_Manager::coreDumpExit(exitCause);
 }
 
@@ -376,7 +376,8 @@ void MC_Manager::getChannel(std::string const& identifier) {
     text << "\n\n\t\tMC MANAGER\n\t\t----------\n\t\tMC_CHANNEL list:\n\n";
     bool found = false;
     for (MC_Channel const* const pChannel : channels) {
-        if (identifier.empty() || identifier == pChannel->getIdentifier()) {
+        std::string const own = pChannel->getIdentifier();
+        if (identifier.empty() || identifier == own) {
             text << *pChannel << "\n";
             imc->answerCommand(text.take());
             found = true;
@@ -598,7 +599,7 @@ void MC_Manager::imcPost(imc_msg message, std::string what, MC_Channel const* ch
     } catch (std::runtime_error const& e) {
         MC_Text text;
         text << what << " on channel(" << MC_Text::Id{channel} << ") ";
-        pMClog->error(text.ends(), e.what(), source, imcPostError);
+        MC_error(text.ends(), e.what(), source, imcPostError);
         IMC_Manager::coreDumpExit(exitCause);
     }
 }
@@ -855,7 +856,7 @@ void MC_Manager::checkSilenceSuppressionMode(MC_Channel* pChannel)
         MC_Text text;
         text << "Failed to Check Silence Suppression mode on channel(" << MC_Text::Id{pChannel}
              << ") \n";
-        pMClog->error(text.ends(), e.what(), source, checkSilenceSuppressionModeError);
+        MC_error(text.ends(), e.what(), source, checkSilenceSuppressionModeError);
         throw;
     }
 }
@@ -898,8 +899,13 @@ void MC_Manager::dtmfEvent(MC_Event, VCOM_Direction direction, MC_Dtmf const& dt
 void MC_Manager::acknowledgeFailed(MC_Channel* pChannel) {
     if (MC_traces(MC_TRACE_OPERATIONS)) {
         MC_Text text;
-        text << "ackEvent error on channel("
-             << (pChannel != NULL ? pChannel->getIdentifier() : std::string("?")) << ") \n";
+        text << "ackEvent error on channel(";
+        if (pChannel != NULL) {
+            text << MC_Text::Id{pChannel};
+        } else {
+            text << "?";
+        }
+        text << ") \n";
         trace(text, ackEventErrorTrace);
     }
     if (observer != NULL) {

@@ -5,6 +5,7 @@
 #include "MC_Text.h"
 
 #include <cstddef>
+#include <string>
 
 /** What a trace shows; it is written when the log's level exceeds the number. */
 enum MC_TraceKind : unsigned int {
@@ -22,5 +23,11 @@ inline bool MC_traces(MC_TraceKind kind) {
 
 /** Closes a text and writes it as a trace, with the prefix of this library's traces. */
 void MC_trace(MC_Text& text, char const* source, int line);
+
+/**
+ * Writes an error, whatever the level. Nothing while there is no log: an event may come as soon as
+ * its observer is registered, and an error in it must not end the process.
+ */
+void MC_error(std::string const& text, std::string const& detail, char const* source, int line);
 
 #endif

@@ -34,6 +34,16 @@ if(MC_BUILD_WORKBENCH)
   endif()
 endif()
 
+if(MC_BUILD_BUS)
+  find_path(MC_ZEROMQ_HEADERS zmq.hpp REQUIRED)
+  find_library(MC_ZEROMQ_LIBRARY zmq REQUIRED)
+  mark_as_advanced(MC_ZEROMQ_HEADERS MC_ZEROMQ_LIBRARY)
+  add_library(MC_zeromq UNKNOWN IMPORTED GLOBAL)
+  set_target_properties(MC_zeromq PROPERTIES
+    IMPORTED_LOCATION "${MC_ZEROMQ_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${MC_ZEROMQ_HEADERS}")
+endif()
+
 if(MC_BUILD_WORKBENCH OR MC_BUILD_BENCHMARKS)
   find_package(Threads REQUIRED)
 endif()

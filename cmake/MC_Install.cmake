@@ -76,6 +76,7 @@ if(MC_BUILD_WORKBENCH)
   install(FILES "${mc_generated}/mcgw.1.gz"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT mcgw)
   install(FILES "${PROJECT_SOURCE_DIR}/docs/architecture.md"
+    "${PROJECT_SOURCE_DIR}/docs/bus.md"
     "${PROJECT_SOURCE_DIR}/docs/call-files.md"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw" COMPONENT mcgw)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/calls"
@@ -166,7 +167,7 @@ of the CMake package and its pkg-config file."
 Places the calls that call files describe between the media channel library
 and a DSP board in software, and checks what is expected of them."
     NEEDS libmc-api1 libmc-host1
-    CONTAINS libcli11-dev libtomlplusplus-dev nlohmann-json3-dev)
+    CONTAINS cppzmq-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev)
 endif()
 
 include(CPack)

@@ -2,14 +2,12 @@
 #define GATEWAY_BOARDS_H
 
 #include "gateway/CallFile.h"
-#include "gateway/Message.h"
+#include "gateway/ServedBoard.h"
 
 #include "dsp/Board.h"
 
 #include <cstddef>
-#include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace host {
@@ -18,19 +16,10 @@ class Workstation;
 
 namespace gateway {
 
-/**
- * The DSP boards of a call, in software, at the workstation's IMC: each serves its address, and
- * sends its acknowledgements after the delay that the call file gives it.
- */
+/** The DSP boards of a call, in software, at the workstation's IMC. */
 class Boards {
 public:
-    /** What somebody may want to see of the boards; called on the thread of the dispatch loop. */
-    struct Tap {
-        std::function<void(Message const& command)> command;
-        std::function<void(Message const& event)> event;
-        /** A board could not take something. */
-        std::function<void(std::string const& ip, std::string const& text)> report;
-    };
+    using Tap = ServedBoard::Tap;
 
     Boards(host::Workstation& workstation, std::vector<BoardEntry> const& entries, Tap tap);
     ~Boards();
@@ -44,10 +33,8 @@ public:
     dsp::Board& at(unsigned char sid);
 
 private:
-    class Served;
-
     Tap tap;
-    std::vector<std::unique_ptr<Served>> boards;
+    std::vector<std::unique_ptr<ServedBoard>> boards;
 };
 
 } // namespace gateway

@@ -1,5 +1,6 @@
 #include "gateway/CallRunner.h"
 
+#include "gateway/MessageJson.h"
 #include "gateway/Text.h"
 
 #include "host/Text.h"
@@ -24,26 +25,6 @@ char const rtptickRequestKey[] = "rtptick_request";
 /** Number of the noteworthy value that keeps channels from arming fax-tone detection. */
 int const noteworthyNumber = 5;
 int const console = 1;
-
-/** Numbers as numbers; a channel's name stays a text, whatever it is made of. */
-Report::Json toJson(dsp::Field const& field) {
-    bool const isNumber = field.name != "channel" && !field.value.empty() &&
-                          field.value.size() <= 10 &&
-                          std::all_of(field.value.begin(), field.value.end(),
-                                      [](char each) { return '0' <= each && each <= '9'; });
-    return isNumber ? Report::Json(std::stoull(field.value)) : Report::Json(field.value);
-}
-
-Report::Json toJson(Message const& message) {
-    Report::Json fields = Report::Json::object();
-    for (dsp::Field const& field : message.fields) {
-        fields[field.name] = toJson(field);
-        if (!field.remark.empty()) {
-            fields[field.name + "Name"] = field.remark;
-        }
-    }
-    return {{"name", message.name}, {"fields", fields}, {"text", message.text()}};
-}
 
 struct OperationName {
     char const* name;

@@ -139,9 +139,12 @@ void Report::startClock() {
 }
 
 void Report::entry(std::string const& kind, std::string const& text, Json const& details) {
-    if (options.quiet) {
-        return;
+    if (!options.quiet) {
+        result(kind, text, details);
     }
+}
+
+void Report::result(std::string const& kind, std::string const& text, Json const& details) {
     if (options.json) {
         Json object = {{"type", kind}, {"time_ms", milliseconds()}};
         object.update(details);

@@ -73,6 +73,9 @@ public:
      */
     void entry(std::string const& kind, std::string const& text, Json const& details);
 
+    /** The same for what stands at the end, which is shown in any case. */
+    void result(std::string const& kind, std::string const& text, Json const& details);
+
     /** A remark of the call file's author on what comes. */
     void note(std::string const& text);
 

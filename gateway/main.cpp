@@ -1,6 +1,7 @@
 #include "gateway/CallFile.h"
 #include "gateway/CallRunner.h"
 #include "gateway/Report.h"
+#include "gateway/Subcommand.h"
 
 #include "host/Workstation.h"
 
@@ -16,8 +17,9 @@
 
 namespace {
 
-/** Exit statuses; exitStatusOfFatal stands with the runner. */
-enum Status { allHeld = 0, someFailed = 1, badInput = 2 };
+using gateway::allHeld;
+using gateway::badInput;
+using gateway::someFailed;
 
 char const callHelp[] =
     R"(A call file is TOML: boards, channels, and steps with what is expected of each.
@@ -118,16 +120,41 @@ int runCalls(CallOptions const& options) {
     return isAllHeld ? allHeld : someFailed;
 }
 
+/** All subcommands but `call`, as far as this build has them. */
+std::vector<gateway::Subcommand> addOthers(CLI::App& program) {
+#ifdef MC_HAS_BUS
+    return {gateway::addDsp(program), gateway::addKeys(program)};
+#else
+    static_cast<void>(program);
+    return {};
+#endif
+}
+
+int runOther(gateway::Subcommand const& subcommand) {
+    try {
+        return subcommand.run();
+    } catch (std::invalid_argument const& error) {
+        std::cerr << "mcgw: " << error.what() << '\n';
+        return badInput;
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     CLI::App program("The media gateway's Session Manager on a workstation");
     CallOptions options;
     addCall(program, options);
+    std::vector<gateway::Subcommand> const others = addOthers(program);
     try {
         program.parse(argc, argv);
         if (program.get_subcommands().empty()) {
             throw CLI::RequiredError::Subcommand(1);
+        }
+        for (gateway::Subcommand const& other : others) {
+            if (other.app->parsed()) {
+                return runOther(other);
+            }
         }
         return runCalls(options);
     } catch (CLI::ParseError const& error) {

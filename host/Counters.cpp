@@ -18,13 +18,28 @@ constexpr std::array<char const*, Counters::causes> names = {
     "configuration.refused",
     "environment.bad_value",
     "log.line_lost",
+    "bus.unserved",
+    "bus.peer_gone",
+    "bus.not_linked",
+    "bus.window_full",
+    "bus.message_lost",
+    "bus.out_of_sequence",
+    "bus.link_lost",
+    "bus.link_refused",
+    "bus.claim_refused",
+    "bus.claim_conflict",
+    "bus.bad_frame",
+    "bus.handshake_failed",
+    "bus.key_refused",
+    "bus.copy_missed",
+    "bus.system_fault",
 };
 static_assert(names.back() != nullptr, "every cause has a name");
 
 } // namespace
 
-void Counters::add(Cause cause) {
-    ++counts.at(static_cast<std::size_t>(cause));
+void Counters::add(Cause cause, std::uint64_t times) {
+    counts.at(static_cast<std::size_t>(cause)) += times;
 }
 
 std::uint64_t Counters::value(Cause cause) const {

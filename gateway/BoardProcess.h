@@ -1,0 +1,73 @@
+#ifndef GATEWAY_BOARDPROCESS_H
+#define GATEWAY_BOARDPROCESS_H
+
+#include "gateway/FaultInjector.h"
+#include "gateway/Report.h"
+#include "gateway/ServedBoard.h"
+
+#include "host/Counters.h"
+#include "host/bus/BusTransport.h"
+#include "host/imc/Dispatcher.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace gateway {
+
+struct BoardProcessOptions {
+    host::BusOptions bus{};
+    /** IMC addresses of the boards. */
+    std::vector<unsigned char> sids{};
+    /** Of each board. */
+    unsigned channels = 256;
+    std::uint16_t firstPort = 5000;
+    std::chrono::milliseconds ackDelay{};
+    std::vector<FaultRule> faults{};
+};
+
+/**
+ * DSP boards in software as a process on the bus. The report shows what they take and send, who
+ * comes and goes, and at the end what was counted.
+ */
+class BoardProcess : private host::BusListener {
+public:
+    /**
+     * Joins the bus and serves the boards' addresses. The loop runs them.
+     * @throw std::invalid_argument for options that make no bus or no board
+     * @throw std::runtime_error when the bus can't be joined, or an address is served already
+     */
+    BoardProcess(host::Dispatcher& dispatcher, Report& report, BoardProcessOptions const& options);
+    ~BoardProcess() override;
+    BoardProcess(BoardProcess const&) = delete;
+    BoardProcess& operator=(BoardProcess const&) = delete;
+
+    /** Leaves the bus, and reports what was counted. */
+    void end();
+
+private:
+    void peerFound(unsigned char sid, host::BusHolder const& holder) override;
+    void peerLost(unsigned char sid, host::BusHolder const& holder, std::uint64_t undelivered,
+                  std::string const& why) override;
+    void peerReturned(unsigned char sid, host::BusHolder const& holder, bool restarted) override;
+    void claimLost(unsigned char sid, host::BusHolder const& holder) override;
+    void linkRefused(std::string const& endpoint, std::string const& why) override;
+
+    ServedBoard::Tap tapOf();
+    void reportPeer(char const* kind, unsigned char sid, host::BusHolder const& holder,
+                    std::string const& text, Report::Json const& more);
+    void reportCounter(std::string const& of, std::string const& name, std::uint64_t count);
+
+    Report& report;
+    host::Counters counters;
+    FaultInjector faults;
+    ServedBoard::Tap tap;
+    std::unique_ptr<host::BusTransport> transport;
+    std::vector<std::unique_ptr<ServedBoard>> boards;
+};
+
+} // namespace gateway
+
+#endif

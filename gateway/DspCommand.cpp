@@ -1,0 +1,96 @@
+#include "gateway/BoardProcess.h"
+#include "gateway/EndingSignals.h"
+#include "gateway/FaultRule.h"
+#include "gateway/Report.h"
+#include "gateway/Subcommand.h"
+
+#include "host/bus/BusAddress.h"
+#include "host/imc/Dispatcher.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace gateway {
+
+namespace {
+
+std::string helpText() {
+    return std::string(R"(Ends with SIGINT or SIGTERM, and prints what was counted.
+
+)") + faultRuleHelp +
+           R"(
+
+More: docs/bus.md.
+
+Exit status: 0 when it was ended by a signal, 1 when the bus can't be joined or a board's address is
+served already, 2 for a bad command line.)";
+}
+
+struct DspOptions {
+    BoardProcessOptions process;
+    std::vector<unsigned> sids{0x10};
+    unsigned ackDelay = 0;
+    std::vector<std::string> faults;
+    ReportOptions report;
+};
+
+int run(DspOptions const& options) {
+    BoardProcessOptions process = options.process;
+    process.sids.assign(options.sids.begin(), options.sids.end());
+    process.ackDelay = std::chrono::milliseconds(options.ackDelay);
+    for (std::string const& text : options.faults) {
+        process.faults.push_back(parseFaultRule(text));
+    }
+    if (process.bus.url.empty()) {
+        process.bus.url = host::defaultBusUrl();
+    }
+    host::Dispatcher loop;
+    EndingSignals const signals([&loop] { loop.stop(); });
+    Report report(std::cout, options.report);
+    report.startClock();
+    BoardProcess boards(loop, report, process);
+    loop.run();
+    boards.end();
+    if (!std::cout) {
+        throw std::runtime_error("the report can't be written");
+    }
+    return allHeld;
+}
+
+} // namespace
+
+Subcommand addDsp(CLI::App& program) {
+    auto const options = std::make_shared<DspOptions>();
+    options->process.bus.name = "mcgw dsp";
+    CLI::App* const dsp =
+        program.add_subcommand("dsp", "Serve DSP boards in software, as a process on the bus");
+    dsp->add_option("--bus", options->process.bus.url,
+                    "Where the bus is: ipc://DIRECTORY, which is the default, or tcp://HOST:PORT");
+    dsp->add_option("--sid", options->sids, "IMC addresses of the boards, one board for each")
+        ->check(CLI::Range(0U, 255U))
+        ->capture_default_str();
+    dsp->add_option("--channels", options->process.channels, "DSP channels of each board")
+        ->check(CLI::Range(1U, 256U))
+        ->capture_default_str();
+    dsp->add_option("--ack-delay", options->ackDelay, "How long a board takes to acknowledge, ms")
+        ->check(CLI::Range(0U, 3600000U))
+        ->capture_default_str();
+    dsp->add_option("--fault", options->faults, "What goes wrong, by rule; see below");
+    dsp->add_option("--peer", options->process.bus.peers,
+                    "Of a tcp bus: another process, tcp://HOST:PORT or tcp://HOST:PORT#KEY");
+    dsp->add_option("--keys", options->process.bus.keys,
+                    "Of a tcp bus: the directory that \"mcgw keys\" made");
+    dsp->add_option("--name", options->process.bus.name, "What others see of this process")
+        ->capture_default_str();
+    dsp->add_flag("--json", options->report.json, "One JSON object per line");
+    dsp->add_flag("--quiet", options->report.quiet, "What was counted only");
+    dsp->footer(helpText());
+    return {dsp, [options] { return run(*options); }};
+}
+
+} // namespace gateway

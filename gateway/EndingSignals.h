@@ -1,0 +1,32 @@
+#ifndef GATEWAY_ENDINGSIGNALS_H
+#define GATEWAY_ENDINGSIGNALS_H
+
+#include "host/bus/Wakeup.h"
+
+#include <csignal>
+#include <functional>
+#include <thread>
+
+namespace gateway {
+
+/**
+ * SIGINT and SIGTERM call an action, on a thread of their own, as long as this exists. Made before
+ * any other thread, so that the signals reach this one.
+ */
+class EndingSignals {
+public:
+    explicit EndingSignals(std::function<void()> action);
+    ~EndingSignals();
+    EndingSignals(EndingSignals const&) = delete;
+    EndingSignals& operator=(EndingSignals const&) = delete;
+
+private:
+    host::Wakeup ending;
+    int signals;
+    sigset_t before{};
+    std::thread waiter;
+};
+
+} // namespace gateway
+
+#endif

@@ -1,0 +1,310 @@
+// Nodes of a tcp bus, without keys on this machine and with keys.
+
+#include "host/bus/BusTransport.h"
+
+#include "BusFixture.h"
+
+#include "host/bus/BusKeys.h"
+#include "host/bus/BusTap.h"
+#include "host/bus/Frame.h"
+
+#include <zmq.hpp>
+
+namespace {
+
+using host::Cause;
+
+class Tcp : public BusTest {};
+
+TEST_F(Tcp, ANamedPeerIsLinkedBothWays) {
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, tcp("session", {board.transport->endpoint()}));
+    session.transport->attach(0x01, session.board);
+    EXPECT_TRUE(await([&] {
+        return session.ears.hasHeard("found 0x10 board") &&
+               board.ears.hasHeard("found 0x01 session");
+    }));
+    session.transport->send(messageTo(0x10, 100));
+    board.transport->send(messageTo(0x01, 101));
+    EXPECT_TRUE(await(
+        [&] { return board.board.received.size() == 1 && session.board.received.size() == 1; }));
+}
+
+TEST_F(Tcp, TheFirstSendWaitsForANamedPeer) {
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, tcp("session", {board.transport->endpoint()}));
+    session.transport->send(messageTo(0x10, 100));
+    EXPECT_TRUE(await([&] { return board.board.received.size() == 1; }));
+}
+
+TEST_F(Tcp, APeerThatIsNotThereIsToldOnceAndTriedOn) {
+    std::string endpoint;
+    {
+        PlayedNode const gone(loop, tcp("gone"));
+        endpoint = gone.transport->endpoint();
+    }
+    PlayedNode session(loop, tcp("session", {endpoint}));
+    ASSERT_TRUE(await([&] { return session.ears.hasHeard("refused: nobody answers there"); }));
+    EXPECT_EQ(session.ears.endpoints, std::vector<std::string>{endpoint});
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { session.transport->send(messageTo(0x10, 1)); }),
+              "nobody serves IMC address 0x10");
+    host::BusOptions options = tcp("board");
+    options.url = endpoint;
+    PlayedNode board(loop, options);
+    board.transport->attach(0x10, board.board);
+    EXPECT_TRUE(await([&] { return session.ears.hasHeard("found 0x10 board"); }));
+    EXPECT_EQ(session.counted(Cause::busLinkRefused), 1U);
+}
+
+TEST_F(Tcp, TenThousandMessagesKeepTheirOrder) {
+    constexpr std::uint32_t count = 10000;
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    host::BusOptions options = tcp("session", {board.transport->endpoint()});
+    options.window = count;
+    PlayedNode session(loop, options);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        session.transport->send(messageTo(0x10, i));
+    }
+    ASSERT_TRUE(await([&] { return board.board.received.size() == count; }));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        ASSERT_EQ(board.board.received[i].messageId, i);
+    }
+}
+
+TEST_F(Tcp, AnAddressInUseIsRefusedWithItsHoldersName) {
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, tcp("session", {board.transport->endpoint()}));
+    ASSERT_TRUE(await([&] { return session.ears.hasHeard("found 0x10 board"); }));
+    EXPECT_EQ(
+        failureOf<std::runtime_error>([&] { session.transport->attach(0x10, session.board); }),
+        "IMC address 0x10 is served already by board, process " + std::to_string(getpid()));
+    EXPECT_EQ(session.counted(Cause::busClaimRefused), 1U);
+}
+
+TEST_F(Tcp, OfTwoThatServeAnAddressTheLaterOneLosesItAndIsTold) {
+    PlayedNode first(loop, tcp("first"));
+    first.transport->attach(0x10, first.board);
+    PlayedNode second(loop, tcp("second", {first.transport->endpoint()}));
+    // Before it can know of the first one.
+    second.transport->attach(0x10, second.board);
+    ASSERT_TRUE(await([&] { return second.ears.hasHeard("claim lost 0x10 to first"); }));
+    EXPECT_EQ(second.counted(Cause::busClaimConflict), 1U);
+    EXPECT_FALSE(first.ears.hasHeardOf("claim lost"));
+    second.transport->send(messageTo(0x10, 100));
+    first.transport->send(messageTo(0x10, 101));
+    EXPECT_TRUE(await([&] { return first.board.received.size() == 2; }));
+    EXPECT_TRUE(second.board.received.empty());
+}
+
+TEST_F(Tcp, ANodeThatNamesItselfIsRefused) {
+    PlayedNode first(loop, tcp("first"));
+    std::string const endpoint = first.transport->endpoint();
+    first.transport.reset();
+    host::BusOptions options = tcp("node", {endpoint});
+    options.url = endpoint;
+    PlayedNode node(loop, options);
+    EXPECT_TRUE(await([&] { return node.ears.hasHeard("refused: it is this process itself"); }));
+    EXPECT_TRUE(node.transport->peers().empty());
+}
+
+TEST_F(Tcp, APeerUnderTwoNamesIsLinkedOnce) {
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    std::string const port =
+        board.transport->endpoint().substr(board.transport->endpoint().rfind(':'));
+    PlayedNode session(loop, tcp("session", {"tcp://127.0.0.1" + port, "tcp://localhost" + port}));
+    ASSERT_TRUE(await([&] { return session.ears.hasHeard("found 0x10 board"); }));
+    for (std::uint32_t i = 0; i < 100; ++i) {
+        session.transport->send(messageTo(0x10, i));
+    }
+    ASSERT_TRUE(await([&] { return board.board.received.size() == 100; }));
+    EXPECT_EQ(session.transport->peers().size(), 1U);
+    EXPECT_EQ(session.ears.heard, std::vector<std::string>{"found 0x10 board"});
+}
+
+TEST_F(Tcp, APeerThatLeavesAndComesBackIsTold) {
+    auto board = std::make_unique<PlayedNode>(loop, tcp("board"));
+    std::string const endpoint = board->transport->endpoint();
+    board->transport->attach(0x10, board->board);
+    PlayedNode session(loop, tcp("session", {endpoint}));
+    ASSERT_TRUE(await([&] { return session.ears.hasHeard("found 0x10 board"); }));
+    board.reset();
+    ASSERT_TRUE(await([&] { return session.ears.hasHeardOf("lost 0x10 board with 0: "); }));
+    host::BusOptions options = tcp("board");
+    options.url = endpoint;
+    board = std::make_unique<PlayedNode>(loop, options);
+    board->transport->attach(0x10, board->board);
+    EXPECT_TRUE(await([&] { return session.ears.hasHeard("restarted 0x10 board"); }));
+}
+
+TEST_F(Tcp, ANodeThatCantBeReachedBackIsTold) {
+    PlayedNode node(loop, tcp("node"));
+    std::string endpoint;
+    {
+        PlayedNode const gone(loop, tcp("gone"));
+        endpoint = gone.transport->endpoint();
+    }
+    host::BusNode stranger;
+    stranger.instance = 77;
+    stranger.name = "stranger";
+    stranger.endpoint = endpoint;
+    zmq::context_t context;
+    zmq::socket_t socket(context, zmq::socket_type::dealer);
+    socket.set(zmq::sockopt::linger, 0);
+    socket.connect(node.transport->endpoint());
+    socket.send(zmq::buffer(host::encodeFrame({0, host::HelloFrame{stranger}})),
+                zmq::send_flags::none);
+    ASSERT_TRUE(await([&] { return node.ears.hasHeard("refused: nobody answers there"); }));
+    EXPECT_EQ(node.ears.endpoints, std::vector<std::string>{endpoint});
+}
+
+TEST_F(Tcp, ANodeThatTakesAllAddressesIsReachedWhereItsConnectionCameFrom) {
+    PlayedNode node(loop, tcp("node"));
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    std::string const& endpoint = board.transport->endpoint();
+    host::BusNode anywhere;
+    anywhere.instance = 77;
+    anywhere.name = "board";
+    anywhere.endpoint = "tcp://0.0.0.0" + endpoint.substr(endpoint.rfind(':'));
+    zmq::context_t context;
+    zmq::socket_t socket(context, zmq::socket_type::dealer);
+    socket.set(zmq::sockopt::linger, 0);
+    socket.connect(node.transport->endpoint());
+    socket.send(zmq::buffer(host::encodeFrame({0, host::HelloFrame{anywhere}})),
+                zmq::send_flags::none);
+    EXPECT_TRUE(await([&] { return node.ears.hasHeard("found 0x10 board"); }));
+}
+
+TEST_F(Tcp, ATapSeesWhatNodesSend) {
+    class Seeing : public host::BusTapListener {
+    public:
+        void copy(host::BusCopy const& copy) override { copies.push_back(copy); }
+        void missed(host::BusHolder const&, std::uint64_t) override {}
+        std::vector<host::BusCopy> copies;
+    };
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    Seeing seen;
+    host::Counters counters;
+    host::BusTap const tap(loop, counters, tcp("capture", {board.transport->endpoint()}), seen);
+    ASSERT_TRUE(await([&] { return board.transport->peers().size() == 1; }));
+    board.transport->send(messageTo(0x10, 5));
+    EXPECT_TRUE(await([&] { return seen.copies.size() == 1; }));
+}
+
+TEST_F(Tcp, AddressesThatOtherMachinesReachNeedKeys) {
+    host::BusOptions options = tcp("node");
+    for (char const* const url : {"tcp://0.0.0.0:*", "tcp://*:*", "tcp://10.0.0.1:5000"}) {
+        options.url = url;
+        EXPECT_EQ(failureOf<std::invalid_argument>([&] { PlayedNode const bad(loop, options); }),
+                  std::string(url) + ": other machines reach this address, so that it needs keys; "
+                                     "without them the bus is for 127.0.0.1, localhost and [::1]");
+    }
+    EXPECT_THROW(PlayedNode(loop, tcp("node", {"tcp://10.0.0.1:5000"})), std::invalid_argument);
+    EXPECT_EQ(failureOf<std::invalid_argument>(
+                  [&] { PlayedNode const bad(loop, tcp("node", {"tcp://127.0.0.1:*"})); }),
+              "\"tcp://127.0.0.1:*\" is no peer: expected tcp://HOST:PORT");
+}
+
+TEST_F(Tcp, AnAddressThatCantBeBoundIsAnError) {
+    PlayedNode first(loop, tcp("first"));
+    host::BusOptions options = tcp("second");
+    options.url = first.transport->endpoint();
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { PlayedNode const bad(loop, options); }),
+              "can't join the bus " + options.url + ": Address already in use");
+}
+
+class TcpWithKeys : public Tcp {
+protected:
+    TcpWithKeys() {
+        for (char const* const name : {"board", "session", "stranger"}) {
+            host::BusKeys::make(keys(name));
+        }
+        allow("board", "session");
+        allow("session", "board");
+    }
+    std::string keys(std::string const& name) const { return directory.path() + "/" + name; }
+    /** `of` lets `whom` in. */
+    void allow(std::string const& of, std::string const& whom) const {
+        std::filesystem::copy_file(keys(whom) + "/public.key",
+                                   keys(of) + "/peers/" + whom + ".pub");
+    }
+    host::BusOptions options(std::string const& name,
+                             std::vector<std::string> const& peers = {}) const {
+        host::BusOptions result = tcp(name, peers);
+        // All of this machine's addresses, so that keys are needed.
+        result.url = "tcp://0.0.0.0:*";
+        result.keys = keys(name);
+        return result;
+    }
+    static std::string urlOf(PlayedNode const& node) {
+        std::string const endpoint = node.transport->endpoint();
+        return "tcp://127.0.0.1" + endpoint.substr(endpoint.rfind(':'));
+    }
+};
+
+TEST_F(TcpWithKeys, NodesThatKnowEachOtherTalk) {
+    PlayedNode board(loop, options("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, options("session", {urlOf(board)}));
+    session.transport->attach(0x01, session.board);
+    ASSERT_TRUE(await([&] {
+        return session.ears.hasHeard("found 0x10 board") &&
+               board.ears.hasHeard("found 0x01 session");
+    }));
+    session.transport->send(messageTo(0x10, 100));
+    board.transport->send(messageTo(0x01, 101));
+    EXPECT_TRUE(await(
+        [&] { return board.board.received.size() == 1 && session.board.received.size() == 1; }));
+    EXPECT_EQ(board.counted(Cause::busKeyRefused), 0U);
+}
+
+TEST_F(TcpWithKeys, AKeyThatIsNotAllowedIsRefusedCountedAndTold) {
+    allow("stranger", "board");
+    PlayedNode board(loop, options("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode stranger(loop, options("stranger", {urlOf(board)}));
+    ASSERT_TRUE(await([&] {
+        return stranger.ears.hasHeard("refused: it does not allow the key of this process");
+    }));
+    EXPECT_GT(board.counted(Cause::busKeyRefused), 0U);
+    EXPECT_EQ(stranger.counted(Cause::busLinkRefused), 1U);
+    EXPECT_TRUE(stranger.transport->peers().empty());
+    EXPECT_TRUE(board.transport->peers().empty());
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { stranger.transport->send(messageTo(0x10, 1)); }),
+              "nobody serves IMC address 0x10");
+}
+
+TEST_F(TcpWithKeys, ANodeWithAnotherKeyThanExpectedIsNotTalkedTo) {
+    allow("session", "stranger");
+    PlayedNode board(loop, options("board"));
+    PlayedNode session(loop, options("session", {urlOf(board) + "#stranger"}));
+    ASSERT_TRUE(await([&] { return session.ears.hasHeardOf("refused: "); }));
+    EXPECT_EQ(session.ears.heard[0],
+              "refused: it ended the connection: a key is not the right one, or it is no bus");
+    EXPECT_TRUE(session.transport->peers().empty());
+}
+
+TEST_F(TcpWithKeys, ANodeWithoutKeysIsNotLetIn) {
+    PlayedNode board(loop, options("board"));
+    PlayedNode open(loop, tcp("open", {urlOf(board)}));
+    ASSERT_TRUE(await([&] { return open.ears.hasHeardOf("refused: "); }));
+    EXPECT_TRUE(await([&] { return board.counted(Cause::busHandshakeFailed) > 0; }));
+    EXPECT_TRUE(board.transport->peers().empty());
+    EXPECT_TRUE(open.transport->peers().empty());
+}
+
+TEST_F(TcpWithKeys, TheKeyOfAPeerIsNamedWhereThereAreSeveral) {
+    allow("session", "stranger");
+    EXPECT_NE(failureOf<std::invalid_argument>([&] {
+                  PlayedNode const bad(loop, options("session", {"tcp://127.0.0.1:1"}));
+              }).find("there are 2 keys in "),
+              std::string::npos);
+}
+
+} // namespace

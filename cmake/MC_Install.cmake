@@ -75,9 +75,13 @@ if(MC_BUILD_WORKBENCH)
   mc_gzip("${PROJECT_SOURCE_DIR}/packaging/mcgw.1" "${mc_generated}/mcgw.1.gz")
   install(FILES "${mc_generated}/mcgw.1.gz"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT mcgw)
+  # Where Wireshark looks for everybody's plugins; those in Lua are for every version of it.
+  install(FILES "${PROJECT_SOURCE_DIR}/wireshark/mc_imc.lua"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins" COMPONENT mcgw)
   install(FILES "${PROJECT_SOURCE_DIR}/docs/architecture.md"
     "${PROJECT_SOURCE_DIR}/docs/bus.md"
     "${PROJECT_SOURCE_DIR}/docs/call-files.md"
+    "${PROJECT_SOURCE_DIR}/docs/captures.md"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw" COMPONENT mcgw)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/calls"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw/examples" COMPONENT mcgw)
@@ -104,17 +108,21 @@ if(NOT mc_newest MATCHES "\\(${PROJECT_VERSION}\\)")
 endif()
 mc_gzip("${PROJECT_SOURCE_DIR}/packaging/changelog" "${mc_generated}/changelog.gz")
 
-# mc_debian(NAME SECTION SUMMARY DESCRIPTION [NEEDS package...] [CONTAINS package...]): makes a
-# Debian package of a component. NEEDS: packages of ours. CONTAINS: Debian packages of libraries
-# whose headers put code into the binary, so that their notices go with it.
+# mc_debian(NAME SECTION SUMMARY DESCRIPTION [NEEDS package...] [SUGGESTS package...]
+#           [CONTAINS package...]): makes a Debian package of a component. NEEDS: packages of ours.
+# SUGGESTS: Debian packages of programs that go with it. CONTAINS: Debian packages of libraries whose
+# headers put code into the binary, so that their notices go with it.
 macro(mc_debian name section summary description)
-  cmake_parse_arguments(mc_arg "" "" "NEEDS;CONTAINS" ${ARGN})
+  cmake_parse_arguments(mc_arg "" "" "NEEDS;SUGGESTS;CONTAINS" ${ARGN})
   string(TOUPPER "${name}" mc_upper)
   list(APPEND CPACK_COMPONENTS_ALL ${name})
   set(CPACK_DEBIAN_${mc_upper}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${mc_upper}_PACKAGE_SECTION ${section})
   set(CPACK_DEBIAN_${mc_upper}_DESCRIPTION "${summary}\n${description}")
   set(CPACK_COMPONENT_${mc_upper}_DEPENDS ${mc_arg_NEEDS})
+  if(mc_arg_SUGGESTS)
+    list(JOIN mc_arg_SUGGESTS ", " CPACK_DEBIAN_${mc_upper}_PACKAGE_SUGGESTS)
+  endif()
   if("${section}" STREQUAL libs)
     set(CPACK_DEBIAN_${mc_upper}_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/triggers")
   endif()
@@ -165,8 +173,11 @@ of the CMake package and its pkg-config file."
     NEEDS libmc-host1 libmc-api-dev)
   mc_debian(mcgw comm "reference Session Manager of the media channel library" "\
 Places the calls that call files describe between the media channel library
-and a DSP board in software, and checks what is expected of them."
+and a DSP board in software, and checks what is expected of them. Records the
+messages of a call, draws them as a message sequence chart, and has a
+dissector of them for Wireshark."
     NEEDS libmc-api1 libmc-host1
+    SUGGESTS graphviz wireshark
     CONTAINS cppzmq-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev)
 endif()
 

@@ -21,7 +21,8 @@ public:
     explicit Reader(imc_msg const& from) : message(from) {
         noteUnlessZero(from.header0, offsetof(imc_msg, header0));
         noteUnlessZero(from.header3, offsetof(imc_msg, header3));
-        noteUnlessZero(from.reserved, offsetof(imc_msg, reserved));
+        noteUnlessZero(from.reserved >> 8U, offsetof(imc_msg, reserved));
+        noteUnlessZero(from.reserved & 0xFFU, offsetof(imc_msg, reserved) + 1);
     }
 
     std::uint8_t byte() { return message.payload[at++]; }

@@ -22,6 +22,12 @@ struct Subcommand {
     std::function<int()> run;
 };
 
+/** `mcgw call`. */
+Subcommand addCall(CLI::App& program);
+
+/** `mcgw msc`. */
+Subcommand addMsc(CLI::App& program);
+
 /** `mcgw dsp`. */
 Subcommand addDsp(CLI::App& program);
 

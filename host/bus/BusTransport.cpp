@@ -45,7 +45,17 @@ void BusTransport::detach(unsigned char sid) {
 }
 
 void BusTransport::send(imc_msg const& message) {
-    exchange->send(message);
+    try {
+        exchange->send(message);
+    } catch (std::runtime_error const& error) {
+        if (tap() != nullptr) {
+            tap()->refused(message, error.what());
+        }
+        throw;
+    }
+    if (tap() != nullptr) {
+        tap()->carried(message);
+    }
 }
 
 std::string const& BusTransport::endpoint() const {

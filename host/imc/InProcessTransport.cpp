@@ -3,6 +3,7 @@
 #include "host/imc/SidText.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace host {
 
@@ -33,7 +34,11 @@ void InProcessTransport::detach(unsigned char sid) {
 void InProcessTransport::send(imc_msg const& message) {
     auto const found = attachments.find(message.destinationSid);
     if (found == attachments.end()) {
-        throw std::runtime_error("nobody serves IMC address " + sidText(message.destinationSid));
+        std::string const reason = "nobody serves IMC address " + sidText(message.destinationSid);
+        if (tap() != nullptr) {
+            tap()->refused(message, reason);
+        }
+        throw std::runtime_error(reason);
     }
     dispatcher.post([&faults = counters, attachment = found->second, message] {
         if (attachment->endpoint == nullptr) {
@@ -42,6 +47,9 @@ void InProcessTransport::send(imc_msg const& message) {
             attachment->endpoint->receive(message);
         }
     });
+    if (tap() != nullptr) {
+        tap()->carried(message);
+    }
 }
 
 } // namespace host

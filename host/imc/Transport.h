@@ -3,6 +3,8 @@
 
 #include "imc/imc_msg.h"
 
+#include <string>
+
 namespace host {
 
 /** Whoever serves an IMC address: the workstation's own IMC, or a DSP board. */
@@ -12,6 +14,21 @@ public:
 
     /** A message for the address arrived. Called on the thread that runs the dispatch loop. */
     virtual void receive(imc_msg const& message) = 0;
+};
+
+/**
+ * Watches what a transport carries, such as for a capture. Called on the thread that sends, within
+ * `send`; throws nothing and sends nothing.
+ */
+class Tap {
+public:
+    virtual ~Tap() = default;
+
+    /** A message was taken, as it stands on the bus. */
+    virtual void carried(imc_msg const& message) = 0;
+
+    /** A message was refused, for the reason that its sender is told. */
+    virtual void refused(imc_msg const& message, std::string const& reason) = 0;
 };
 
 /**
@@ -38,6 +55,19 @@ public:
      * @throw std::runtime_error naming the address when nobody serves it
      */
     virtual void send(imc_msg const& message) = 0;
+
+    /**
+     * Shows each message to the tap from now on; null for none.
+     * @param tap not owned; stays valid until it is replaced or the transport is gone
+     */
+    void setTap(Tap* tap) { watching = tap; }
+
+protected:
+    /** Null when nobody watches. */
+    Tap* tap() const { return watching; }
+
+private:
+    Tap* watching = nullptr;
 };
 
 } // namespace host

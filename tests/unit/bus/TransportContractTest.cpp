@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -69,6 +71,21 @@ public:
 private:
     PlayedNode from;
     PlayedNode to;
+};
+
+/** Keeps what it is shown. */
+class KeepingTap : public host::Tap {
+public:
+    void carried(imc_msg const& message) override { seen.push_back({message, ""}); }
+    void refused(imc_msg const& message, std::string const& reason) override {
+        seen.push_back({message, reason});
+    }
+
+    struct Seen {
+        imc_msg message;
+        std::string reason;
+    };
+    std::vector<Seen> seen;
 };
 
 template <class SomeEnds>
@@ -222,6 +239,31 @@ TYPED_TEST(TransportContract, EveryAddressIsServedAlike) {
     for (unsigned int sid = 0; sid <= 0xFF; ++sid) {
         EXPECT_EQ(this->board.received[sid].destinationSid, sid);
     }
+}
+
+TYPED_TEST(TransportContract, ShowsATapWhatItCarriesAndWhatItRefuses) {
+    KeepingTap tap;
+    this->sender().setTap(&tap);
+    this->receiver().attach(0xFA, this->board);
+    this->sender().send(messageTo(0xFA, 100));
+    ASSERT_EQ(tap.seen.size(), 1U) << "within send, before it is delivered";
+    EXPECT_EQ(tap.seen[0].message.messageId, 100U);
+    EXPECT_EQ(tap.seen[0].reason, "");
+    std::string told;
+    try {
+        this->sender().send(messageTo(0x80, 101));
+    } catch (std::runtime_error const& error) {
+        told = error.what();
+    }
+    ASSERT_EQ(tap.seen.size(), 2U);
+    EXPECT_EQ(tap.seen[1].message.messageId, 101U);
+    EXPECT_NE(tap.seen[1].reason, "");
+    EXPECT_EQ(tap.seen[1].reason, told);
+    ASSERT_TRUE(this->awaitReceived(1));
+    EXPECT_EQ(tap.seen.size(), 2U);
+    this->sender().setTap(nullptr);
+    this->sender().send(messageTo(0xFA, 102));
+    EXPECT_EQ(tap.seen.size(), 2U);
 }
 
 } // namespace

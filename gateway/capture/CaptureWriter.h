@@ -1,0 +1,63 @@
+#ifndef GATEWAY_CAPTURE_CAPTUREWRITER_H
+#define GATEWAY_CAPTURE_CAPTUREWRITER_H
+
+#include "imc/imc_msg.h"
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace gateway {
+
+/**
+ * Writes a capture of IMC messages as pcapng: one interface named "imc", link type USER0, times in
+ * nanoseconds. Each block is handed to the system as a whole and at once, so that a capture can be
+ * watched while it grows, and stays readable when the process is killed.
+ *
+ * The path may be a named pipe that somebody reads.
+ */
+class CaptureWriter {
+public:
+    /**
+     * Starts the file. A capture that is there already is replaced, as every capture program does;
+     * any other file that holds something stays as it is.
+     * @throw std::runtime_error naming the path and what is wrong
+     */
+    explicit CaptureWriter(std::string const& path);
+    /** Without statistics, unless the capture was ended. */
+    ~CaptureWriter();
+    CaptureWriter(CaptureWriter const&) = delete;
+    CaptureWriter& operator=(CaptureWriter const&) = delete;
+
+    /**
+     * Records a message that was carried.
+     * @param time since 1970
+     * @throw std::runtime_error naming the path and what is wrong
+     */
+    void write(imc_msg const& message, std::chrono::nanoseconds time);
+
+    /** Records a message that nobody took, flagged as outbound, and why as its comment. */
+    void writeRefused(imc_msg const& message, std::chrono::nanoseconds time,
+                      std::string const& reason);
+
+    /**
+     * Writes the statistics and closes the file.
+     * @param missed how many messages could not be recorded
+     * @throw std::runtime_error naming the path and what is wrong
+     */
+    void end(std::chrono::nanoseconds time, std::uint64_t missed);
+
+private:
+    void writeRecord(imc_msg const& message, std::chrono::nanoseconds time,
+                     std::string const& options);
+    void put(std::string const& block);
+    [[noreturn]] void fail(std::string const& what) const;
+
+    std::string path;
+    int file;
+    std::uint64_t records = 0;
+};
+
+} // namespace gateway
+
+#endif

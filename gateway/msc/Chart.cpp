@@ -243,6 +243,14 @@ Chart makeChart(std::vector<CaptureRecord> const& records, ChartOptions const& o
     return chart;
 }
 
+std::optional<std::chrono::nanoseconds> pauseBefore(Chart const& chart, std::size_t message) {
+    if (message == 0) {
+        return {};
+    }
+    auto const pause = chart.messages[message].time - chart.messages[message - 1].time;
+    return pause >= std::chrono::seconds(1) ? std::optional(pause) : std::nullopt;
+}
+
 std::string millisecondsText(std::chrono::nanoseconds time) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f", static_cast<double>(time.count()) / 1e6);

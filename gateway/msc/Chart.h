@@ -58,8 +58,11 @@ struct ChartOptions {
 
 Chart makeChart(std::vector<CaptureRecord> const& records, ChartOptions const& options);
 
-/** A pause that is worth a line of its own. */
-constexpr std::chrono::seconds longPause{1};
+/**
+ * The pause in front of a message that is worth a line of its own: one of a second at least, since
+ * the message that is drawn above it.
+ */
+std::optional<std::chrono::nanoseconds> pauseBefore(Chart const& chart, std::size_t message);
 
 /** "12.3" */
 std::string millisecondsText(std::chrono::nanoseconds time);

@@ -79,15 +79,11 @@ public:
 
     std::string draw() {
         drawHeads();
-        std::chrono::nanoseconds last{};
-        bool isFirst = true;
-        for (ChartMessage const& message : chart.messages) {
-            if (!isFirst && message.time - last >= longPause) {
-                drawPause(message.time - last);
+        for (std::size_t i = 0; i < chart.messages.size(); ++i) {
+            if (auto const pause = pauseBefore(chart, i)) {
+                drawPause(*pause);
             }
-            last = message.time;
-            isFirst = false;
-            drawMessage(message);
+            drawMessage(chart.messages[i]);
         }
         drawFeet();
         return result;

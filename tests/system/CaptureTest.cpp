@@ -1,6 +1,7 @@
 // Captures: recorded by the program, and drawn by it.
 
 #include "tests/support/CaptureBytes.h"
+#include "tests/support/Shell.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/system/Program.h"
 
@@ -15,17 +16,14 @@
 
 namespace {
 
+using shell::contentOf;
+
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-std::string contentOf(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 std::size_t count(std::string const& text, std::string const& what) {
     std::size_t times = 0;

@@ -1,46 +1,18 @@
 #include "tests/system/Program.h"
 
+#include "tests/support/Shell.h"
+
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <stdexcept>
 
-namespace {
-
-std::string quoted(std::string const& argument) {
-    std::string result = "'";
-    for (char const each : argument) {
-        result += each == '\'' ? std::string("'\\''") : std::string(1, each);
-    }
-    return result + "'";
-}
-
-std::string contentOf(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-std::string makeDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "mcgw-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("no temporary directory");
-    }
-    return name;
-}
-
-} // namespace
+using shell::contentOf;
+using shell::quoted;
 
 TemporaryFile::TemporaryFile(std::string const& name, std::string const& content)
-    : directory(makeDirectory()), filePath(directory + "/" + name) {
+    : filePath(directory.path() + "/" + name) {
     std::ofstream(filePath, std::ios::binary) << content;
-}
-
-TemporaryFile::~TemporaryFile() {
-    std::error_code ignored;
-    std::filesystem::remove_all(directory, ignored);
 }
 
 ProgramRun runProgram(std::vector<std::string> const& arguments) {

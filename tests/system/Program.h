@@ -1,6 +1,8 @@
 #ifndef TESTS_SYSTEM_PROGRAM_H
 #define TESTS_SYSTEM_PROGRAM_H
 
+#include "tests/support/TemporaryDirectory.h"
+
 #include <string>
 #include <vector>
 
@@ -19,14 +21,11 @@ ProgramRun runProgram(std::vector<std::string> const& arguments);
 class TemporaryFile {
 public:
     TemporaryFile(std::string const& name, std::string const& content);
-    ~TemporaryFile();
-    TemporaryFile(TemporaryFile const&) = delete;
-    TemporaryFile& operator=(TemporaryFile const&) = delete;
 
     std::string const& path() const { return filePath; }
 
 private:
-    std::string directory;
+    TemporaryDirectory directory;
     std::string filePath;
 };
 

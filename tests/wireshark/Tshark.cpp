@@ -1,31 +1,17 @@
 #include "tests/wireshark/Tshark.h"
 
+#include "tests/support/Shell.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <sys/wait.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
-namespace {
-
-std::string quoted(std::string const& argument) {
-    std::string result = "'";
-    for (char const each : argument) {
-        result += each == '\'' ? std::string("'\\''") : std::string(1, each);
-    }
-    return result + "'";
-}
-
-std::string contentOf(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-} // namespace
+using shell::contentOf;
+using shell::quoted;
 
 std::string outputOf(std::vector<std::string> const& command) {
     TemporaryDirectory const directory;

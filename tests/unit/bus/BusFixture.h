@@ -6,6 +6,7 @@
 #include "host/imc/Dispatcher.h"
 #include "host/imc/SidText.h"
 
+#include "tests/support/TemporaryDirectory.h"
 #include "tests/unit/host/Fixture.h"
 
 #include <gtest/gtest.h>
@@ -20,27 +21,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-/** A directory that only its owner may enter, and that goes with the object. */
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() : name((std::filesystem::temp_directory_path() / "bus-XXXXXX").string()) {
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no temporary directory");
-        }
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(name, ignored);
-    }
-    TemporaryDirectory(TemporaryDirectory const&) = delete;
-    TemporaryDirectory& operator=(TemporaryDirectory const&) = delete;
-
-    std::string const& path() const { return name; }
-
-private:
-    std::string name;
-};
 
 /** Keeps what it hears, one text each: "found 0x10 board". */
 class Ears : public host::BusListener {

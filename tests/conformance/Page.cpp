@@ -4,7 +4,8 @@
 #include <cctype>
 #include <stdexcept>
 
-extern char const pageText[];
+/** The lines of the page; null behind the last one. */
+extern char const* const pageLines[];
 
 namespace conformance {
 
@@ -56,7 +57,7 @@ std::string forDirection(std::string const& text, std::string const& direction) 
         if (bar != std::string::npos) {
             word = direction == "in" ? word.substr(0, bar) : word.substr(bar + 1);
         }
-        if (word != "-") {
+        if (bar == std::string::npos || word != "-") {
             result += (result.empty() ? "" : " ") + word;
         }
     }
@@ -173,7 +174,8 @@ Page readPage() {
     Page page;
     std::string group;
     Texts headings;
-    for (auto const& line : split(pageText, "\n")) {
+    for (char const* const* pLine = pageLines; *pLine != nullptr; ++pLine) {
+        std::string const line = *pLine;
         if (startsWith(line, "#")) {
             group = trimmed(line.substr(line.find_first_not_of('#')));
         } else if (!startsWith(line, "|")) {

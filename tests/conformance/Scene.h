@@ -14,7 +14,8 @@ namespace conformance {
 /** A client that notes what it hears, and does one thing when it is next called. */
 class Listener : public MC_Observer {
 public:
-    explicit Listener(std::string const& aPrefix) : prefix(aPrefix) {}
+    /** @param allHeard what all clients of a cell heard, in order */
+    Listener(std::string const& aPrefix, Texts& allHeard) : prefix(aPrefix), heard(allHeard) {}
 
     void faxToneEvent(MC_Channel* pChannel, MC_FaxTone const& tone) override;
     void ackEvent(MC_Channel* pChannel, MC_Acknowledge const& ack) override;
@@ -22,15 +23,15 @@ public:
     void ackErrorEvent(MC_Channel* pChannel, MC_AckError const& error) override;
 
     /** Done, and forgotten, at the next callback. */
-    std::function<void()> reaction;
-    Texts heard;
+    std::function<void(MC_Channel*)> reaction;
     /** The record that goes without saying. */
     MC_Channel const* pUsual = nullptr;
 
 private:
-    void hear(MC_Channel const* pChannel, std::string const& callback, std::string const& values);
+    void hear(MC_Channel* pChannel, std::string const& callback, std::string const& values);
 
     std::string prefix;
+    Texts& heard;
 };
 
 /** The record of a cell, its client and its DSP: brings them where the cell begins, and acts. */
@@ -52,19 +53,23 @@ public:
     /** What an end of the process leaves on standard error. */
     void reportEnd(std::string const& how);
 
+    /** The operations and events of which the page must say what they do in every state. */
+    static Texts subjects();
+    /** All words that the page may use; what is set, without the number behind it. */
+    static Texts words();
+
 protected:
     void TearDown() override;
 
 private:
     /** What describes a record; compared piece by piece. */
     struct Picture {
-        std::uint8_t dsp;
-        std::uint8_t sid;
         std::string standing;
         std::string board;
         std::string ports;
         std::string silence;
-        std::string other;
+        /** What no operation changes. */
+        std::string rest;
     };
 
     /** The values of the next event. */
@@ -84,11 +89,12 @@ private:
     /** @name The page's words */
     /// @{
     static Steps operations();
-    static Steps boards();
+    static Steps otherBoards();
     static Steps guards();
     static Steps events();
     static Steps stepsOfTheClient();
     static Steps wrongInput();
+    static Steps configuration();
     /** An exception of the client, and of IMC. */
     template <class Exception>
     static void addThrowing(Steps& steps, std::string const& word, Exception const& exception);
@@ -104,13 +110,16 @@ private:
     void performEarlier(std::string const& text);
     void actInside();
     void actInCallback();
+    void react(MC_Channel* pChannel);
     void actInCommand(std::string const& operation, std::string const& command);
     void actInConstruction(std::string const& lastRegistration);
 
     void startObserving();
-    Picture picture() const;
-    std::string standing(MC_Channel const& channel) const;
+    Picture pictureOf(MC_Channel const& record) const;
+    static std::string standing(MC_Channel const& record);
+    static std::string changes(Picture const& before, Picture const& now);
     std::string recordText() const;
+    std::string otherText() const;
     std::string postsText() const;
     bool isDestroyed() const;
 
@@ -120,7 +129,7 @@ private:
     void type(std::string const& line);
     void timeOut();
     void setBoard(INetAddress const& address);
-    void openOther(int otherDirection);
+    void openOther(int otherDirection, int codec = 1);
     void note(std::string const& result) { outcome = "returns " + result; }
     int ownDirection() const { return GetParam().direction == "in" ? 1 : 2; }
 
@@ -129,10 +138,15 @@ private:
     MC_Channel* pTarget;
     MC_Channel* pOther = nullptr;
     std::size_t records = 1;
+    Texts heard;
     Listener client;
     Listener anotherClient;
     Event event;
-    Picture before{};
+    Picture before;
+    Picture otherBefore;
+    /** Where the record's commands go. */
+    std::uint8_t dspBefore = 0;
+    std::uint8_t sidBefore = 0;
     std::string outcome;
     bool hasEnded = false;
 };

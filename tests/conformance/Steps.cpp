@@ -52,12 +52,12 @@ Scene::Steps Scene::operations() {
     for (auto const& command : mctest::allCommands()) {
         steps[command.name] = [command](Scene& s) { command.call(*s.manager, s.pTarget); };
     }
+    steps["setMediaGateway"] = [](Scene& s) { s.setBoard(IPAddress("10.0.0.9")); };
     return steps;
 }
 
-Scene::Steps Scene::boards() {
+Scene::Steps Scene::otherBoards() {
     return {
-        {"setMediaGateway", [](Scene& s) { s.setBoard(IPAddress("10.0.0.9")); }},
         {"setMediaGateway to no board", [](Scene& s) { s.setBoard(IPAddress("10.0.0.8")); }},
         {"setMediaGateway to a derived address",
          [](Scene& s) { s.setBoard(recording::DerivedAddress("10.0.0.9")); }},
@@ -104,12 +104,6 @@ Scene::Steps Scene::events() {
         {"CloseFaxAck", [](Scene& s) { s.acknowledge(118, 122); }},
         {"Configuration", [](Scene& s) { s.raise(600, 600, 0, {}); }},
         {"Timeout", [](Scene& s) { s.timeOut(); }},
-        // Of a direction-out record no DSP reports a tone; the reaction takes one all the same.
-        {"faxToneEvent",
-         [](Scene& s) {
-             s.manager->faxToneEvent(FaxToneEvent, direction(s.ownDirection()),
-                                     MC_FaxTone(recording::message(123, 1, 0xFA, {3})));
-         }},
     };
 }
 
@@ -127,10 +121,22 @@ Scene::Steps Scene::stepsOfTheClient() {
              delete s.manager;
              s.manager = nullptr;
          }},
-        {"instance", [](Scene& s) { s.manager = MC_Manager::instance(); }},
+        {"instance",
+         [](Scene& s) {
+             MC_Manager* const existing = s.manager;
+             s.manager = MC_Manager::instance();
+             s.outcome = existing == nullptr || existing == s.manager ? "" : "another manager";
+         }},
         {"release", [](Scene& s) { GC_GarbageCollector::instance()->dereference(&s.channel); }},
         {"open the other direction", [](Scene& s) { s.openOther(3 - s.ownDirection()); }},
         {"open another record", [](Scene& s) { s.openOther(s.ownDirection()); }},
+        {"open another record in vain", [](Scene& s) { s.openOther(s.ownDirection(), 0); }},
+        // Of a direction-out record no DSP reports a tone; the reaction takes one all the same.
+        {"faxToneEvent",
+         [](Scene& s) {
+             s.manager->faxToneEvent(FaxToneEvent, direction(s.ownDirection()),
+                                     MC_FaxTone(recording::message(123, 1, 0xFA, {3})));
+         }},
         // The record has come from there already.
         {"factory", [](Scene&) {}},
         {"look", [](Scene&) {}},
@@ -161,6 +167,15 @@ Scene::Steps Scene::wrongInput() {
     };
 }
 
+Scene::Steps Scene::configuration() {
+    static char const section[] = "/current//gw_priv";
+    static char const key[] = "fax_proto";
+    return {
+        {"fax_proto tcp", [](Scene&) { platform().setConfiguration(section, key, "tcp"); }},
+        {"no fax_proto", [](Scene&) { platform().removeConfiguration(section, key); }},
+    };
+}
+
 template <class Exception>
 void Scene::addThrowing(Steps& steps, std::string const& word, Exception const& exception) {
     steps["throw " + word] = [exception](Scene&) { throw exception; };
@@ -172,8 +187,8 @@ void Scene::addThrowing(Steps& steps, std::string const& word, Exception const& 
 Scene::Steps const& Scene::steps() {
     static Steps const all = [] {
         Steps result;
-        for (auto const& some :
-             {operations(), boards(), guards(), events(), stepsOfTheClient(), wrongInput()}) {
+        for (auto const& some : {operations(), otherBoards(), guards(), events(),
+                                 stepsOfTheClient(), wrongInput(), configuration()}) {
             result.insert(some.begin(), some.end());
         }
         addThrowing(result, "runtime_error", std::runtime_error("thrown"));
@@ -198,6 +213,12 @@ std::map<std::string, Scene::Setting> const& Scene::settings() {
          [](S& s, int value) { s.channel.faxTransport = static_cast<VCOM_FaxTransport>(value); }},
         {"state", [](S& s, int value) { s.channel.state = static_cast<MC_Channel::State>(value); }},
         {"vad", [](S& s, int value) { s.channel.vad = value != 0; }},
+        {"vad of the other", [](S& s, int value) { s.pOther->vad = value != 0; }},
+        {"faxDetection", [](S& s, int value) { s.channel.faxDetection = value != 0; }},
+        {"channelMode", [](S& s, int value) { s.channel.channelMode = value; }},
+        {"digits", [](S& s, int value) { s.channel.rtpDtmfPayloadType = byte(value); }},
+        {"sendNoSignal", [](S& s, int value) { s.channel.sendNoSignal = byte(value); }},
+        {"noteworthy", [](S&, int value) { platform().setNoteworthyValue(5, {byte(value)}); }},
         {"dsp", [](S& s, int value) { s.channel.dsp = byte(value); }},
         {"event dsp", [](S& s, int value) { s.event.dsp = value; }},
         {"event board", [](S& s, int value) { s.event.board = value; }},
@@ -214,13 +235,36 @@ std::map<std::string, Scene::Setting> const& Scene::settings() {
     return all;
 }
 
+Texts Scene::subjects() {
+    Texts names;
+    for (auto const& some : {operations(), guards(), events()}) {
+        for (auto const& entry : some) {
+            names.push_back(entry.first);
+        }
+    }
+    return names;
+}
+
+Texts Scene::words() {
+    Texts names;
+    for (auto const& entry : steps()) {
+        names.push_back(entry.first);
+    }
+    for (auto const& entry : settings()) {
+        names.push_back(entry.first);
+    }
+    return names;
+}
+
 void Scene::setBoard(INetAddress const& address) {
     manager->setMediaGateway(pTarget, &address);
 }
 
-void Scene::openOther(int otherDirection) {
+void Scene::openOther(int otherDirection, int codec) {
     pOther = &newChannel(otherDirection);
     pOther->identifier = 0x30;
+    pOther->codec = codec;
+    otherBefore = pictureOf(*pOther);
     ++records;
     manager->openChannel(pOther);
 }
@@ -242,10 +286,15 @@ void Scene::acknowledge(std::uint32_t messageIdIn, std::uint32_t messageIdOut) {
 }
 
 void Scene::timeOut() {
+    int called = 0;
     for (auto const& registration : platform().registered()) {
         if (registration.observer != nullptr) {
             registration.observer->timeoutEvent(1);
+            ++called;
         }
+    }
+    if (called != 14) {
+        outcome = called == 0 ? "not received" : "received by " + std::to_string(called);
     }
 }
 

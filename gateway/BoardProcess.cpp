@@ -5,14 +5,16 @@
 
 #include "host/imc/SidText.h"
 
+#include <algorithm>
+
 namespace gateway {
 
 using host::BusHolder;
 using host::sidText;
 
-BoardProcess::BoardProcess(host::Dispatcher& dispatcher, Report& to,
-                           BoardProcessOptions const& options)
-    : report(to),
+BoardProcess::BoardProcess(host::Dispatcher& loop, Report& to, BoardProcessOptions const& options)
+    : dispatcher(loop),
+      report(to),
       faults(options.faults),
       tap(tapOf()),
       transport(std::make_unique<host::BusTransport>(dispatcher, counters, options.bus,
@@ -76,6 +78,15 @@ void BoardProcess::peerReturned(unsigned char sid, BusHolder const& holder, bool
 void BoardProcess::claimLost(unsigned char sid, BusHolder const& holder) {
     reportPeer("conflict", sid, holder, ": serves the address already, and keeps it",
                Report::Json::object());
+    auto const board = std::find_if(boards.begin(), boards.end(),
+                                    [sid](auto const& each) { return each->sid() == sid; });
+    if (board != boards.end()) {
+        lost.emplace_back(sidText(sid), (*board)->itself().counters());
+        boards.erase(board);
+    }
+    if (boards.empty()) {
+        dispatcher.stop();
+    }
 }
 
 void BoardProcess::linkRefused(std::string const& endpoint, std::string const& why) {
@@ -92,7 +103,7 @@ void BoardProcess::reportCounter(std::string const& of, std::string const& name,
 }
 
 void BoardProcess::end() {
-    std::vector<std::pair<std::string, std::map<std::string, std::uint64_t>>> ofBoards;
+    CountersOfBoards ofBoards = lost;
     for (auto const& board : boards) {
         ofBoards.emplace_back(sidText(board->sid()), board->itself().counters());
     }

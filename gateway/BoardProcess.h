@@ -11,8 +11,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace gateway {
@@ -47,6 +49,9 @@ public:
     /** Leaves the bus, and reports what was counted. */
     void end();
 
+    /** Other processes keep all of its boards' addresses; the loop was stopped then. */
+    bool hasLostAll() const { return boards.empty() && !lost.empty(); }
+
 private:
     void peerFound(unsigned char sid, host::BusHolder const& holder) override;
     void peerLost(unsigned char sid, host::BusHolder const& holder, std::uint64_t undelivered,
@@ -55,17 +60,23 @@ private:
     void claimLost(unsigned char sid, host::BusHolder const& holder) override;
     void linkRefused(std::string const& endpoint, std::string const& why) override;
 
+    using CountersOfBoards =
+        std::vector<std::pair<std::string, std::map<std::string, std::uint64_t>>>;
+
     ServedBoard::Tap tapOf();
     void reportPeer(char const* kind, unsigned char sid, host::BusHolder const& holder,
                     std::string const& text, Report::Json const& more);
     void reportCounter(std::string const& of, std::string const& name, std::uint64_t count);
 
+    host::Dispatcher& dispatcher;
     Report& report;
     host::Counters counters;
     FaultInjector faults;
     ServedBoard::Tap tap;
     std::unique_ptr<host::BusTransport> transport;
     std::vector<std::unique_ptr<ServedBoard>> boards;
+    /** What boards had counted whose address another process keeps, by address. */
+    CountersOfBoards lost;
 };
 
 } // namespace gateway

@@ -27,8 +27,8 @@ std::string helpText() {
 
 More: docs/bus.md.
 
-Exit status: 0 when it was ended by a signal, 1 when the bus can't be joined or a board's address is
-served already, 2 for a bad command line.)";
+Exit status: 0 when it was ended by a signal, 1 when the bus can't be joined, a board's address is
+served already, or other processes turn out to keep all of them, 2 for a bad command line.)";
 }
 
 struct DspOptions {
@@ -55,11 +55,12 @@ int run(DspOptions const& options) {
     report.startClock();
     BoardProcess boards(loop, report, process);
     loop.run();
+    bool const isLost = boards.hasLostAll();
     boards.end();
     if (!std::cout) {
         throw std::runtime_error("the report can't be written");
     }
-    return allHeld;
+    return isLost ? someFailed : allHeld;
 }
 
 } // namespace

@@ -49,6 +49,11 @@ EndingSignals::~EndingSignals() {
     ending.wake();
     waiter.join();
     close(signals);
+    // A second one while the first was obeyed asks for nothing more, and is not to kill now.
+    sigset_t const set = endingSignals();
+    timespec const atOnce{};
+    while (sigtimedwait(&set, nullptr, &atOnce) > 0) {
+    }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 

@@ -55,10 +55,8 @@ void ServedBoard::receive(imc_msg const& message) {
         restart();
         return;
     }
-    if (verdict.error && message.payload[0] < entry.channels) {
-        board->failNext(message.payload[0], static_cast<dsp::Error>(*verdict.error));
-    }
-    spread(verdict, message, &ServedBoard::take);
+    spread(verdict, message,
+           [this, error = verdict.error](imc_msg const& command) { take(command, error); });
 }
 
 /** The board forgets everything, what it still had to say included. */
@@ -75,22 +73,31 @@ void ServedBoard::restart() {
     }
 }
 
-void ServedBoard::take(imc_msg const& command) {
+void ServedBoard::take(imc_msg const& command, std::optional<std::uint8_t> const& error) {
+    unsigned const channel = command.payload[0];
+    bool const isFailing = error && channel < entry.channels;
+    if (isFailing) {
+        board->failNext(channel, static_cast<dsp::Error>(*error));
+    }
     isAcknowledging = true;
     board->receive(command);
     isAcknowledging = false;
+    if (isFailing) {
+        // It is for this command, also where the board refused it before it came to that.
+        board->failNext(channel, dsp::Error::none);
+    }
 }
 
 void ServedBoard::answer(imc_msg const& event) {
     if (isAcknowledging && entry.ackDelay != Milliseconds::zero()) {
-        later(entry.ackDelay, event, &ServedBoard::emit);
+        later(entry.ackDelay, event, [this](imc_msg const& late) { emit(late); });
     } else {
         emit(event);
     }
 }
 
 void ServedBoard::emit(imc_msg const& event) {
-    spread(judge(Traffic::event, event), event, &ServedBoard::send);
+    spread(judge(Traffic::event, event), event, [this](imc_msg const& copy) { send(copy); });
 }
 
 void ServedBoard::send(imc_msg const& event) {
@@ -113,28 +120,26 @@ FaultVerdict ServedBoard::judge(Traffic traffic, imc_msg const& message) {
     return verdict;
 }
 
-void ServedBoard::spread(FaultVerdict const& verdict, imc_msg message,
-                         void (ServedBoard::*action)(imc_msg const&)) {
+void ServedBoard::spread(FaultVerdict const& verdict, imc_msg message, Action const& action) {
     if (verdict.length) {
         message.length = *verdict.length;
     }
     unsigned const copies = verdict.isDropped ? 0 : verdict.copies;
     for (unsigned i = 0; i < copies; ++i) {
         if (verdict.delay == Milliseconds::zero()) {
-            (this->*action)(message);
+            action(message);
         } else {
             later(verdict.delay, message, action);
         }
     }
 }
 
-void ServedBoard::later(Milliseconds delay, imc_msg const& message,
-                        void (ServedBoard::*action)(imc_msg const&)) {
+void ServedBoard::later(Milliseconds delay, imc_msg const& message, Action const& action) {
     ++delayed;
     dispatcher.postAfter(delay, [this, message, action, alive = std::weak_ptr<bool>(life)] {
         if (!alive.expired()) {
             --delayed;
-            (this->*action)(message);
+            action(message);
         }
     });
 }

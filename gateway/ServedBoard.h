@@ -10,8 +10,10 @@
 #include "host/imc/Transport.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace gateway {
@@ -51,18 +53,19 @@ public:
     dsp::Board& itself() { return *board; }
 
 private:
+    using Action = std::function<void(imc_msg const&)>;
+
     std::unique_ptr<dsp::Board> newBoard();
     void restart();
-    void take(imc_msg const& command);
+    /** @param error that the board makes of it, see dsp::Board::failNext */
+    void take(imc_msg const& command, std::optional<std::uint8_t> const& error);
     void answer(imc_msg const& event);
     void emit(imc_msg const& event);
     void send(imc_msg const& event);
     FaultVerdict judge(Traffic traffic, imc_msg const& message);
     /** Does it for each copy of the message as the verdict leaves it, at its time. */
-    void spread(FaultVerdict const& verdict, imc_msg message,
-                void (ServedBoard::*action)(imc_msg const&));
-    void later(Milliseconds delay, imc_msg const& message,
-               void (ServedBoard::*action)(imc_msg const&));
+    void spread(FaultVerdict const& verdict, imc_msg message, Action const& action);
+    void later(Milliseconds delay, imc_msg const& message, Action const& action);
 
     host::Dispatcher& dispatcher;
     host::Transport& transport;

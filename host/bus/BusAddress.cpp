@@ -72,6 +72,11 @@ bool BusAddress::isLocal() const {
 }
 
 BusAddress parseBusAddress(std::string const& url) {
+    if (std::any_of(url.begin(), url.end(),
+                    [](unsigned char each) { return each < 0x20 || each == 0x7F; })) {
+        // Others are told of it, and show it on terminals.
+        throw std::invalid_argument("the address of a bus holds no control characters");
+    }
     if (beginsWith(url, tcpScheme)) {
         return parseTcp(url);
     }

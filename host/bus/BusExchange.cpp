@@ -11,6 +11,8 @@ namespace host {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 std::uint64_t nanosecondsNow() {
     auto const now = std::chrono::system_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(
@@ -20,6 +22,8 @@ std::uint64_t nanosecondsNow() {
 BusHolder holderFrom(BusNode const& node) {
     return {node.name, node.pid};
 }
+
+char const servedHere[] = "this process serves the address";
 
 std::string addressText(unsigned char sid) {
     return "IMC address " + sidText(sid);
@@ -36,7 +40,7 @@ void BusExchange::attach(unsigned char sid, Endpoint& endpoint, std::optional<Lo
     BusClaim const claim = {sid, ++lastClaim, nanosecondsNow()};
     attachments.emplace(sid, Attachment{&endpoint, claim, std::move(file)});
     // What another node did at the address is over, whether or not its end was noticed.
-    reroute("this process serves the address");
+    reroute(servedHere);
     work.claimsChanged = true;
     wake();
 }
@@ -44,6 +48,10 @@ void BusExchange::attach(unsigned char sid, Endpoint& endpoint, std::optional<Lo
 void BusExchange::detach(unsigned char sid) {
     Lock const lock(mutex);
     if (attachments.erase(sid) != 0) {
+        auto const before = known.find(sid);
+        if (before != known.end() && before->second.whyGone == servedHere) {
+            before->second.whyGone = "this process served the address after it";
+        }
         reroute("");
         work.claimsChanged = true;
         wake();
@@ -64,6 +72,11 @@ std::optional<BusHolder> BusExchange::holderOf(unsigned char sid) const {
     return holderFrom(links.at(route->second.link).node);
 }
 
+void BusExchange::awaitPeers() {
+    Lock lock(mutex);
+    changed.wait_for(lock, setup.linkWait, [&] { return unresolved == 0; });
+}
+
 void BusExchange::send(imc_msg const& message) {
     unsigned char const sid = message.destinationSid;
     Lock lock(mutex);
@@ -81,11 +94,16 @@ BusExchange::Route const* BusExchange::awaitRoute(Lock& lock, unsigned char sid)
     std::optional<BusHolder> const holder =
         setup.whoHolds ? setup.whoHolds(sid) : std::optional<BusHolder>();
     auto const isServed = [&] { return routes.count(sid) != 0; };
-    if (holder || unresolved > 0) {
+    auto const vain = givenUp.find(sid);
+    bool const isVain = vain != givenUp.end() && Clock::now() < vain->second;
+    if ((holder || unresolved > 0) && !isVain) {
         work.isAwaited = true;
         wake();
-        changed.wait_for(lock, setup.linkWait,
-                         [&] { return isServed() || (!holder && unresolved == 0); });
+        bool const isDecided = changed.wait_for(
+            lock, setup.linkWait, [&] { return isServed() || (!holder && unresolved == 0); });
+        if (!isDecided) {
+            givenUp[sid] = Clock::now() + setup.linkWait;
+        }
     }
     if (!isServed()) {
         refuse(sid, holder);
@@ -196,6 +214,7 @@ void BusExchange::linkUp(LinkId id, BusNode const& node) {
 void BusExchange::linkClaims(LinkId id, std::vector<BusClaim> const& claims) {
     Lock const lock(mutex);
     links.at(id).claims = claims;
+    givenUp.clear();
     reroute("it serves the address no more");
     changed.notify_all();
 }

@@ -10,6 +10,7 @@
 #include "host/imc/Dispatcher.h"
 #include "host/imc/Transport.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -61,7 +62,7 @@ struct BusPeer {
  * bus's thread's.
  *
  * Operations are for the thread that they stand under. Nothing here waits, except `send` for a
- * node that is known to be there.
+ * node that is known to be there, and `awaitPeers`.
  */
 class BusExchange : public std::enable_shared_from_this<BusExchange> {
 public:
@@ -93,6 +94,8 @@ public:
     bool isAttached(unsigned char sid) const;
     /** Who serves the address on a linked node. */
     std::optional<BusHolder> holderOf(unsigned char sid) const;
+    /** Waits until the nodes that were named are linked or can't be, but not for ever. */
+    void awaitPeers();
     void send(imc_msg const& message);
     std::vector<BusPeer> peers() const;
     /** The nodes that frames arrive from. */
@@ -222,6 +225,8 @@ private:
     std::map<LinkId, Link> links;
     Routes routes;
     std::map<unsigned char, Known> known;
+    /** Addresses that were waited for in vain, and until when they are not again. */
+    std::map<unsigned char, std::chrono::steady_clock::time_point> givenUp;
     /** Conflicts that were counted. */
     std::set<std::tuple<std::uint64_t, unsigned char, std::uint32_t>> conflicts;
     std::uint64_t sent = 0;

@@ -60,6 +60,16 @@ void requireOwnersAlone(std::string const& path) {
     }
 }
 
+/** Whoever may put a file there lets himself in. One that is missing holds nothing. */
+void requireOwnersToChange(std::string const& path) {
+    struct stat found {};
+    if (stat(path.c_str(), &found) == 0 &&
+        (found.st_uid != geteuid() || (found.st_mode & 022U) != 0)) {
+        throw std::runtime_error(path + " says who may talk to this process: it has to be a "
+                                        "directory of yours that nobody else may change");
+    }
+}
+
 /** Makes a file that does not exist. */
 void writeNew(std::string const& path, mode_t mode, std::string const& content) {
     int const file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
@@ -93,6 +103,8 @@ std::map<std::string, std::string> readPeers(std::string const& directory) {
 
 BusKeys::BusKeys(std::string const& itsDirectory) : directory(itsDirectory) {
     std::string const path = secretFile(directory);
+    requireOwnersToChange(directory);
+    requireOwnersToChange(directory + "/peers");
     requireOwnersAlone(path);
     ownSecret = readKey(path);
     KeyBuffer buffer{};

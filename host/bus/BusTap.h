@@ -16,9 +16,9 @@ class BusWire;
 
 /**
  * Sees every message that the nodes of a bus send, those included that stay inside a node. The
- * copies of one sender come in the order in which it sent them; those of several are put in order
- * by their timestamps. A tap never slows the bus: when `window` copies of a sender are not taken,
- * further ones are left out, counted, and told.
+ * copies of one sender come in the order in which it sent them; those of several come as they
+ * arrive, and their timestamps tell when each was sent. A tap never slows the bus: when `window`
+ * copies of a sender are not taken, further ones are left out, counted, and told.
  */
 class BusTap {
 public:

@@ -29,9 +29,12 @@ void BusTransport::attach(unsigned char sid, Endpoint& endpoint) {
         if (place->directory) {
             BusNode const& self = exchange->self();
             lock = place->directory->claim(sid, {self.name, self.pid});
-        } else if (std::optional<BusHolder> const holder = exchange->holderOf(sid)) {
-            throw std::runtime_error("IMC address " + sidText(sid) + " is served already by " +
-                                     holder->text());
+        } else {
+            exchange->awaitPeers();
+            if (std::optional<BusHolder> const holder = exchange->holderOf(sid)) {
+                throw std::runtime_error("IMC address " + sidText(sid) + " is served already by " +
+                                         holder->text());
+            }
         }
         exchange->attach(sid, endpoint, std::move(lock));
     } catch (std::runtime_error const&) {

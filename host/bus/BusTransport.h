@@ -41,7 +41,10 @@ public:
     BusTransport(BusTransport const&) = delete;
     BusTransport& operator=(BusTransport const&) = delete;
 
-    /** @throw std::runtime_error naming the address and the process that serves it already */
+    /**
+     * On tcp waits until the peers that were named are linked or can't be, `linkWait` at most.
+     * @throw std::runtime_error naming the address and the process that serves it already
+     */
     void attach(unsigned char sid, Endpoint& endpoint) override;
     void detach(unsigned char sid) override;
     void send(imc_msg const& message) override;

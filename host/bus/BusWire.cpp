@@ -34,12 +34,20 @@ constexpr std::chrono::seconds patience{30};
 constexpr milliseconds handshakeLimit{5000};
 constexpr milliseconds connectLimit{3000};
 
+/** Nodes that made themselves known: each takes three of the 1023 sockets that a process has. */
+constexpr std::ptrdiff_t mostStrangers = 256;
+
 char const authenticationDomain[] = "mcgw";
 
 constexpr int handshakeFailures = ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
                                   ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
                                   ZMQ_EVENT_HANDSHAKE_FAILED_AUTH;
 constexpr int connectionEnds = ZMQ_EVENT_CLOSED | ZMQ_EVENT_DISCONNECTED | handshakeFailures;
+
+char const* withoutWelcome(bool hasKeys) {
+    return hasKeys ? "it says no welcome: a key is not the right one, it is halted, or it is no bus"
+                   : "it says no welcome: it is halted, wants keys, or is no bus";
+}
 
 void requireGood(BusOptions const& options) {
     bool const isPrintable =
@@ -248,7 +256,10 @@ void BusWire::openInlet() {
         socketFile->protect();
         exchange->setEndpoint(socketFile->endpoint());
     } else {
-        inlet.bind(place->address.endpoint());
+        BusAddress at = place->address;
+        // Sockets are bound to numbers, and to names of devices.
+        at.host = at.host == "localhost" ? "127.0.0.1" : at.host;
+        inlet.bind(at.endpoint());
         exchange->setEndpoint(inlet.get(zmq::sockopt::last_endpoint));
     }
 }
@@ -306,9 +317,15 @@ void BusWire::doWork() {
     BusExchange::Work const work = exchange->takeWork();
     for (BusExchange::Outgoing const& each : work.frames) {
         auto const found = outlets.find(each.link);
-        if (found != outlets.end()) {
+        if (found == outlets.end()) {
+            continue;
+        }
+        try {
             // There is no limit but the window; without a connection the monitor tells the end.
             found->second.socket.send(zmq::buffer(each.frame), zmq::send_flags::dontwait);
+        } catch (zmq::error_t const&) {
+            counters.add(Cause::busSystemFault);
+            closeOutlet(each.link, "the connection broke");
         }
     }
     for (auto const& [inflow, sequence] : work.taken) {
@@ -346,9 +363,10 @@ void BusWire::serveInlet() {
 void BusWire::takeFrame(std::string const& from, zmq::message_t& bytes) {
     auto const decoded = decodeFrame(bytes.data(), bytes.size());
     if (FrameFault const* const fault = std::get_if<FrameFault>(&decoded)) {
-        counters.add(Cause::busBadFrame);
         if (*fault == FrameFault::version) {
-            reply(from, {0, RefusedFrame{"it speaks another version of the bus"}});
+            refuse(from, "it speaks another version of the bus");
+        } else {
+            counters.add(Cause::busBadFrame);
         }
         return;
     }
@@ -382,6 +400,12 @@ std::string BusWire::refusalOf(BusNode const& node, std::string const& endpoint)
     if (!isIpc && !place->keys && !parseBusAddress(endpoint).isLocal()) {
         return "its endpoint " + endpoint + " needs keys";
     }
+    if (!isIpc && parseBusAddress(endpoint).port == "*") {
+        return "its endpoint " + endpoint + " has no number of a port";
+    }
+    if (targets.count(endpoint) == 0 && isFull()) {
+        return "as many processes as there may be are known already";
+    }
     return "";
 }
 
@@ -395,10 +419,10 @@ void BusWire::welcome(std::string const& from, HelloFrame const& hello, zmq::mes
         refusal = error.what();
     }
     if (!refusal.empty()) {
-        reply(from, {0, RefusedFrame{refusal.substr(0, RefusedFrame::longestReason)}});
+        refuse(from, refusal);
         return;
     }
-    inflows[from] = Inflow{++lastInflow, hello.node};
+    inflows[from] = Inflow{++lastInflow, hello.node, endpoint};
     tellSenders();
     if (reply(from, {0, WelcomeFrame{exchange->self()}}) &&
         reply(from, {0, SidsFrame{exchange->claims()}}) && !isLinkedWith(hello.node.instance)) {
@@ -409,8 +433,12 @@ void BusWire::welcome(std::string const& from, HelloFrame const& hello, zmq::mes
 template <class Body>
 void BusWire::takeSequenced(std::string const& from, std::uint64_t sequence, Body const& body) {
     Inflow& inflow = inflows.at(from);
-    if (sequence <= inflow.lastSequence) {
-        // Taken already: a second time would be a message that nobody sent.
+    if (sequence == 1) {
+        supersedeOthers(inflow);
+    }
+    if (sequence <= inflow.lastSequence || inflow.isSuperseded) {
+        // Taken already: a second time would be a message that nobody sent. Or too late: the node
+        // sent others since.
         counters.add(Cause::busOutOfSequence);
         return;
     }
@@ -422,6 +450,23 @@ void BusWire::takeSequenced(std::string const& from, std::uint64_t sequence, Bod
         exchange->receive(inflow.id, sequence, body);
     } else {
         exchange->receive(inflow.id, sequence, {inflow.node.name, inflow.node.pid}, body);
+    }
+}
+
+/** A node sends on one connection at a time; of an earlier one something may still come in. */
+void BusWire::supersedeOthers(Inflow const& by) {
+    for (auto& [name, inflow] : inflows) {
+        if (inflow.node.instance == by.node.instance && inflow.id < by.id) {
+            inflow.isSuperseded = true;
+        }
+    }
+}
+
+/** Says so once: answers to one who does not read them would pile up. */
+void BusWire::refuse(std::string const& from, std::string const& why) {
+    counters.add(Cause::busBadFrame);
+    if (refusedInflows.insert(from).second) {
+        reply(from, {0, RefusedFrame{why.substr(0, RefusedFrame::longestReason)}});
     }
 }
 
@@ -438,8 +483,23 @@ bool BusWire::reply(std::string const& to, Frame const& frame) {
 }
 
 void BusWire::forget(std::string const& from) {
-    inflows.erase(from);
-    tellSenders();
+    auto const found = inflows.find(from);
+    if (found != inflows.end()) {
+        std::string const endpoint = found->second.endpoint;
+        inflows.erase(found);
+        tellSenders();
+        stopTrying(endpoint);
+    }
+}
+
+bool BusWire::hasInflowOf(std::string const& endpoint) const {
+    return std::any_of(inflows.begin(), inflows.end(),
+                       [&endpoint](auto const& each) { return each.second.endpoint == endpoint; });
+}
+
+bool BusWire::isFull() const {
+    return std::count_if(targets.begin(), targets.end(),
+                         [](auto const& each) { return !each.second.isNamed; }) >= mostStrangers;
 }
 
 void BusWire::tellSenders() {
@@ -471,6 +531,7 @@ void BusWire::serveInletMonitor() {
     if (isSomebodyGone) {
         // It is not told who; whoever can't be told something is forgotten.
         tellClaims();
+        refusedInflows.clear();
     }
 }
 
@@ -529,6 +590,10 @@ void BusWire::takeAnswer(LinkId id, zmq::message_t& bytes) {
         takeWelcome(id, hello->node);
     } else if (auto const* const refused = std::get_if<RefusedFrame>(&frame->body); refused) {
         refuseOutlet(id, refused->reason);
+    } else if (auto const* const own = std::get_if<HelloFrame>(&frame->body);
+               own && !isUp && own->node.instance == exchange->self().instance) {
+        // A connection to a free port of this machine may happen to be made with itself.
+        refuseOutlet(id, "it is this process itself");
     } else if (auto const* const sids = std::get_if<SidsFrame>(&frame->body); sids && isUp) {
         exchange->linkClaims(id, sids->claims);
         resolve(targets.at(outlets.at(id).endpoint));
@@ -555,6 +620,7 @@ void BusWire::takeWelcome(LinkId id, BusNode const& node) {
         Target& target = targets.at(outlets.at(id).endpoint);
         target.isNew = false;
         target.isRefusalTold = false;
+        target.failures = 0;
         target.pause = firstPause;
         target.forgetAt = Clock::time_point::max();
         outlets.at(id).node = node;
@@ -594,7 +660,7 @@ void BusWire::serveOutletMonitor(LinkId id) {
     } else if ((seen & ZMQ_EVENT_HANDSHAKE_FAILED_AUTH) != 0) {
         refuseOutlet(id, "it does not allow the key of this process");
     } else if (outlet.isConnected) {
-        refuseOutlet(id, "it ended the connection: a key is not the right one, or it is no bus");
+        refuseUnanswered(id);
     } else if (isExpected(targets.at(outlet.endpoint))) {
         refuseOutlet(id, "nobody answers there");
     } else {
@@ -610,11 +676,36 @@ bool BusWire::isExpected(Target const& target) const {
 /** The node can't be linked with; that is told once, and tried again now and then. */
 void BusWire::refuseOutlet(LinkId id, std::string const& why) {
     std::string const endpoint = outlets.at(id).endpoint;
-    Target& target = targets.at(endpoint);
-    bool const isTold = std::exchange(target.isRefusalTold, true);
     closeOutlet(id, why);
-    if (!isTold) {
+    tellRefused(endpoint, targets.at(endpoint), why);
+}
+
+void BusWire::tellRefused(std::string const& endpoint, Target& target, std::string const& why) {
+    if (!std::exchange(target.isRefusalTold, true)) {
         exchange->linkRefused(endpoint, why);
+    }
+}
+
+/** The connection ended before a welcome. Once may mean no more than that the process ended. */
+void BusWire::refuseUnanswered(LinkId id) {
+    if (++targets.at(outlets.at(id).endpoint).failures == 1) {
+        closeOutlet(id, "");
+    } else {
+        refuseOutlet(id, withoutWelcome(place->keys.has_value()));
+    }
+}
+
+/** Nobody tells when a name is not known, or when a process takes a connection and is silent. */
+void BusWire::refuseSilent(Clock::time_point now) {
+    std::vector<LinkId> silent;
+    for (auto const& [id, outlet] : outlets) {
+        if (!outlet.node && now >= outlet.since + handshakeLimit) {
+            silent.push_back(id);
+        }
+    }
+    for (LinkId const id : silent) {
+        refuseOutlet(id, outlets.at(id).isConnected ? withoutWelcome(place->keys.has_value())
+                                                    : "nobody answers there");
     }
 }
 
@@ -667,6 +758,35 @@ void BusWire::aim(std::string const& endpoint, std::string const& key) {
     tellUnresolved();
 }
 
+/** Whoever made itself known there is gone; when it comes back it says hello again. */
+void BusWire::stopTrying(std::string const& endpoint) {
+    auto const found = targets.find(endpoint);
+    if (found == targets.end() || found->second.isNamed || hasInflowOf(endpoint)) {
+        return;
+    }
+    if (std::optional<LinkId> const outlet = found->second.outlet; outlet) {
+        if (outlets.at(*outlet).node) {
+            return;
+        }
+        drop(*outlet);
+    }
+    targets.erase(found);
+    tellUnresolved();
+}
+
+/** What one target can't do is not to hold up the others, nor what there is to do besides. */
+void BusWire::tryDial(std::string const& endpoint, Target& target) {
+    // Not again at once when this fails.
+    target.due = Clock::now() + longestPause;
+    try {
+        dial(endpoint, target);
+    } catch (std::exception const& error) {
+        counters.add(Cause::busSystemFault);
+        resolve(target);
+        tellRefused(endpoint, target, error.what());
+    }
+}
+
 void BusWire::dial(std::string const& endpoint, Target& target) {
     zmq::socket_t socket(context, zmq::socket_type::dealer);
     secure(socket, endpoint);
@@ -684,7 +804,8 @@ void BusWire::dial(std::string const& endpoint, Target& target) {
     socket.connect(endpoint);
     socket.send(zmq::buffer(encodeFrame({0, HelloFrame{exchange->self()}})),
                 zmq::send_flags::dontwait);
-    outlets.emplace(id, Outlet{std::move(socket), std::move(monitor), endpoint, {}, false});
+    outlets.emplace(
+        id, Outlet{std::move(socket), std::move(monitor), endpoint, Clock::now(), {}, false});
     target.outlet = id;
 }
 
@@ -706,20 +827,24 @@ void BusWire::doTimers(Clock::time_point now) {
         nextScan = now + scanPause;
         scan();
     }
+    refuseSilent(now);
+    bool isAnyOver = false;
     for (auto each = targets.begin(); each != targets.end();) {
         auto& [endpoint, target] = *each;
-        bool const isOver =
-            !target.outlet && !target.isNamed && !place->directory && now >= target.forgetAt;
+        bool const isOver = !target.outlet && !target.isNamed && !place->directory &&
+                            now >= target.forgetAt && !hasInflowOf(endpoint);
         if (isOver) {
             each = targets.erase(each);
+            isAnyOver = true;
             continue;
         }
         if (!target.outlet && now >= target.due) {
-            // Not again at once when this fails.
-            target.due = now + longestPause;
-            dial(endpoint, target);
+            tryDial(endpoint, target);
         }
         ++each;
+    }
+    if (isAnyOver) {
+        tellUnresolved();
     }
 }
 
@@ -728,6 +853,11 @@ milliseconds BusWire::untilTimers(Clock::time_point now) const {
     for (auto const& [endpoint, target] : targets) {
         if (!target.outlet) {
             next = std::min(next, target.due);
+        }
+    }
+    for (auto const& [id, outlet] : outlets) {
+        if (!outlet.node) {
+            next = std::min(next, outlet.since + handshakeLimit);
         }
     }
     auto const rest = std::chrono::duration_cast<milliseconds>(next - now) + milliseconds(1);

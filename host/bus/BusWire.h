@@ -18,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -70,13 +71,18 @@ private:
     struct Inflow {
         BusExchange::InflowId id;
         BusNode node;
+        /** Where it is reached from here. */
+        std::string endpoint;
         std::uint64_t lastSequence = 0;
+        /** Its node sends on a later connection; what is left here counts as lost there. */
+        bool isSuperseded = false;
     };
     /** A connection to a node. */
     struct Outlet {
         zmq::socket_t socket;
         zmq::socket_t monitor;
         std::string endpoint;
+        Clock::time_point since;
         /** Set when the node bade it welcome. */
         std::optional<BusNode> node{};
         bool isConnected = false;
@@ -92,6 +98,8 @@ private:
         Clock::time_point due{};
         std::chrono::milliseconds pause{};
         Clock::time_point forgetAt = Clock::time_point::max();
+        /** Connections in a row that ended before a welcome. */
+        unsigned failures = 0;
         /** The first attempt was answered or failed. */
         bool isResolved = false;
         /** It was reported that it can't be linked with. */
@@ -124,7 +132,11 @@ private:
     void takeSequenced(std::string const& from, std::uint64_t sequence, Body const& body);
     /** @return false when the node is not there any more; it is forgotten then */
     bool reply(std::string const& to, Frame const& frame);
+    void supersedeOthers(Inflow const& by);
+    void refuse(std::string const& from, std::string const& why);
     void forget(std::string const& from);
+    bool hasInflowOf(std::string const& endpoint) const;
+    bool isFull() const;
     void tellSenders();
     void tellClaims();
 
@@ -133,9 +145,14 @@ private:
     void closeOutlet(LinkId id, std::string const& why);
     bool isExpected(Target const& target) const;
     void refuseOutlet(LinkId id, std::string const& why);
+    void refuseUnanswered(LinkId id);
+    void refuseSilent(Clock::time_point now);
+    void tellRefused(std::string const& endpoint, Target& target, std::string const& why);
     void drop(LinkId id);
 
     void aim(std::string const& endpoint, std::string const& key);
+    void stopTrying(std::string const& endpoint);
+    void tryDial(std::string const& endpoint, Target& target);
     void dial(std::string const& endpoint, Target& target);
     void scan();
     void resolve(Target& target);
@@ -155,6 +172,8 @@ private:
     Targets targets;
     Outlets outlets;
     Inflows inflows;
+    /** Connections that were told that they are not welcome, since the last one ended. */
+    std::set<std::string> refusedInflows;
     LinkId lastLink = 0;
     BusExchange::InflowId lastInflow = ownInflow;
     Clock::time_point nextScan{};

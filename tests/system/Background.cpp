@@ -67,6 +67,14 @@ void BackgroundProgram::signal(int number) const {
     kill(process, number);
 }
 
+void BackgroundProgram::halt() const {
+    signal(SIGSTOP);
+    int status = 0;
+    if (waitpid(process, &status, WUNTRACED) != process || !WIFSTOPPED(status)) {
+        throw std::runtime_error("the program ended instead of being halted");
+    }
+}
+
 int BackgroundProgram::end() {
     auto const limit = Clock::now() + patience;
     int status = 0;

@@ -25,6 +25,9 @@ public:
 
     void signal(int number) const;
 
+    /** Stops it; returns when none of its threads runs any more. SIGCONT lets it go on. */
+    void halt() const;
+
     /** Waits for its end. @return its exit status, or the negative number of what killed it */
     int end();
 

@@ -3,6 +3,7 @@
 #include "tests/system/Background.h"
 #include "tests/system/Program.h"
 #include "tests/unit/bus/BusFixture.h"
+#include "tests/unit/bus/HeldPort.h"
 #include "tests/unit/dsp/Records.h"
 
 #include "dsp/Board.h"
@@ -53,8 +54,9 @@ protected:
         }
         return texts;
     }
-    bool awaitHeard(PlayedNode const& node, std::string const& begin) {
-        return await([&] { return node.ears.hasHeardOf(begin); });
+    /** @param from how many reports are passed over */
+    bool awaitHeard(PlayedNode const& node, std::string const& begin, std::size_t from = 0) {
+        return await([&] { return node.ears.hasHeardOf(begin, from); });
     }
     static std::uint64_t counterOf(BackgroundProgram& program, std::string const& of,
                                    std::string const& name) {
@@ -92,6 +94,16 @@ TEST_F(BoardProcesses, EndsOnSigintAndLeavesNothingBehind) {
     board->signal(SIGINT);
     EXPECT_EQ(board->end(), 0);
     EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
+TEST_F(BoardProcesses, ASecondSignalDoesNotKillWhatEndsAlready) {
+    auto const board = start(dsp());
+    // Both wait when it goes on.
+    board->halt();
+    board->signal(SIGTERM);
+    board->signal(SIGINT);
+    board->signal(SIGCONT);
+    EXPECT_EQ(board->end(), 0);
 }
 
 TEST_F(BoardProcesses, QuietShowsOnlyWhatWasCounted) {
@@ -152,7 +164,7 @@ TEST_F(BoardProcesses, WhatAKilledBoardDidNotTakeIsCounted) {
     auto const board = start(dsp());
     auto const node = session();
     ASSERT_TRUE(awaitHeard(*node, "found 0x10 mcgw dsp"));
-    board->signal(SIGSTOP);
+    board->halt();
     for (int i = 0; i < 9; ++i) {
         node->transport->send(command("OpenVoice in"));
     }
@@ -167,7 +179,7 @@ TEST_F(BoardProcesses, AHaltedBoardFillsItsQueueAndGoesOnWhenItRuns) {
     options.window = 100;
     auto const node = session(options);
     ASSERT_TRUE(awaitHeard(*node, "found 0x10 mcgw dsp"));
-    board->signal(SIGSTOP);
+    board->halt();
     std::size_t sent = 0;
     std::string const fault = failureOf<std::runtime_error>([&] {
         for (;;) {
@@ -208,15 +220,20 @@ TEST_F(BoardProcesses, TwoSessionsSendToOneBoard) {
 }
 
 TEST_F(BoardProcesses, ASessionThatIsGoneDoesNotEndTheBoard) {
-    auto const board = start(dsp({"--ack-delay", "50"}));
+    auto const board = start(dsp());
     auto node = session();
     node->transport->send(command("OpenVoice in"));
-    board->await("command");
+    ASSERT_TRUE(await([&] { return node->board.received.size() == 1; }));
     node.reset();
+    board->await("lost");
+    // Its answer is for the session that is gone, whoever carries the command.
+    PlayedNode other(loop, ipc("other"));
+    other.transport->attach(0x02, other.board);
+    other.transport->send(command("CloseVoice in"));
     EXPECT_THAT(board->await("board").at("text").get<std::string>(),
                 HasSubstr("event not sent: nobody serves IMC address 0x01 any more: session, "));
     node = session();
-    node->transport->send(command("CloseVoice in"));
+    node->transport->send(command("OpenVoice in"));
     EXPECT_TRUE(await([&] { return node->board.received.size() == 1; }));
     EXPECT_EQ(board->await("returned").at("restarted"), true);
 }
@@ -254,17 +271,42 @@ TEST_F(BoardProcesses, OverTcpANodeIsLinkedAndAKilledOneIsTold) {
     EXPECT_TRUE(awaitHeard(*node, "lost 0x10 mcgw dsp with 0: the connection broke"));
 }
 
+TEST_F(BoardProcesses, OverTcpASecondProcessForAnAddressIsRefused) {
+    BackgroundProgram board({"dsp", "--bus", "tcp://127.0.0.1:*"});
+    std::string const endpoint = board.await("bus").at("endpoint").get<std::string>();
+    board.await("serving");
+    ProgramRun const second = runProgram({"dsp", "--bus", "tcp://127.0.0.1:*", "--peer", endpoint});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.errors, "mcgw: IMC address 0x10 is served already by mcgw dsp, process " +
+                                 std::to_string(board.pid()) + "\n");
+}
+
+TEST_F(BoardProcesses, OverTcpAProcessThatLosesAllItsAddressesEnds) {
+    HeldPort const port;
+    BackgroundProgram first({"dsp", "--bus", "tcp://127.0.0.1:*", "--peer", port.endpoint});
+    first.await("serving");
+    // It knows of nobody; the first one finds it.
+    BackgroundProgram second({"dsp", "--bus", port.endpoint});
+    second.await("serving");
+    EXPECT_EQ(second.end(), 1);
+    EXPECT_EQ(second.lines("conflict").size(), 1U);
+    first.signal(SIGTERM);
+    EXPECT_EQ(first.end(), 0);
+    EXPECT_EQ(counterOf(first, "process", "bus.claim_conflict"), 1U);
+}
+
 TEST_F(BoardProcesses, OverTcpAHaltedNodeIsToldWhenItIsSilentForTooLong) {
     BackgroundProgram board({"dsp", "--bus", "tcp://127.0.0.1:*"});
     std::string const endpoint = board.await("bus").at("endpoint").get<std::string>();
     host::BusOptions options = tcp("session", {endpoint});
-    options.heartbeat = std::chrono::milliseconds(50);
+    options.heartbeat = std::chrono::milliseconds(500);
     auto const node = session(options);
     ASSERT_TRUE(awaitHeard(*node, "found 0x10 mcgw dsp"));
-    board.signal(SIGSTOP);
-    ASSERT_TRUE(awaitHeard(*node, "lost 0x10 mcgw dsp with 0: the connection broke"));
+    board.halt();
+    std::size_t const halted = node->ears.heard.size();
+    ASSERT_TRUE(awaitHeard(*node, "lost 0x10 mcgw dsp with 0: the connection broke", halted));
     board.signal(SIGCONT);
-    EXPECT_TRUE(awaitHeard(*node, "returned 0x10 mcgw dsp"));
+    EXPECT_TRUE(awaitHeard(*node, "returned 0x10 mcgw dsp", halted));
 }
 
 TEST_F(BoardProcesses, OverTcpWithKeysThatTheProgramMade) {

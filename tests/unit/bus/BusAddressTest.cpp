@@ -51,6 +51,7 @@ TEST(BusAddress, SaysWhatIsWrongAndWhatIsExpected) {
     EXPECT_EQ(faultOf("udp://x:1"), "\"udp://x:1\" is no address of a bus: the scheme is not "
                                     "known; expected ipc://DIRECTORY or tcp://HOST:PORT");
     EXPECT_NE(faultOf("ipc://").find("the directory is missing"), std::string::npos);
+    EXPECT_EQ(faultOf("ipc:///tmp/a\nb"), "the address of a bus holds no control characters");
     EXPECT_NE(faultOf("tcp://x:1#").find("the name of a key"), std::string::npos);
     EXPECT_NE(faultOf("tcp://x:1#../k").find("the name of a key"), std::string::npos);
     for (char const* const port : {"", ":", ":0", ":65536", ":99999999999", ":1x", ":-1"}) {

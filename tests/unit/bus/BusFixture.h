@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -48,8 +49,9 @@ public:
     bool hasHeard(std::string const& text) const {
         return std::find(heard.begin(), heard.end(), text) != heard.end();
     }
-    bool hasHeardOf(std::string const& begin) const {
-        return std::any_of(heard.begin(), heard.end(),
+    /** @param from how many reports are passed over */
+    bool hasHeardOf(std::string const& begin, std::size_t from = 0) const {
+        return std::any_of(heard.begin() + static_cast<std::ptrdiff_t>(from), heard.end(),
                            [&begin](std::string const& each) { return each.rfind(begin, 0) == 0; });
     }
 

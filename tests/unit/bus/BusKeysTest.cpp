@@ -54,6 +54,19 @@ TEST_F(Keys, AreRefusedWhenOthersMayReadThem) {
     }
 }
 
+TEST_F(Keys, AreRefusedWhenOthersMayAddSome) {
+    BusKeys::make(mine);
+    for (std::string const& path : {mine, mine + "/peers"}) {
+        for (mode_t const mode : {0720U, 0702U}) {
+            chmod(path.c_str(), mode);
+            EXPECT_EQ(faultOf(mine), path + " says who may talk to this process: it has to be a "
+                                            "directory of yours that nobody else may change");
+        }
+        chmod(path.c_str(), 0755U);
+    }
+    EXPECT_EQ(BusKeys(mine).secretKey().size(), 40U);
+}
+
 TEST_F(Keys, AreRefusedWhenTheyAreNone) {
     EXPECT_EQ(faultOf(mine), "can't read " + mine + "/secret.key: No such file or directory");
     BusKeys::make(mine);

@@ -17,6 +17,16 @@ std::string page() {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+/** Whether the page says it, however its lines are broken. */
+bool says(std::string const& sentence) {
+    std::istringstream stream(page());
+    std::string text;
+    for (std::string word; stream >> word;) {
+        text += word + " ";
+    }
+    return text.find(sentence) != std::string::npos;
+}
+
 TEST(BusPage, NamesEachCounterAndNoOther) {
     host::Counters counters;
     for (std::size_t i = 0; i < host::Counters::causes; ++i) {
@@ -43,8 +53,11 @@ TEST(BusPage, NamesTheLimits) {
     EXPECT_NE(page().find("At most " + std::to_string(options.window) + " messages"),
               std::string::npos);
     EXPECT_EQ(options.linkWait, std::chrono::seconds(2));
+    EXPECT_TRUE(says("waits up to two seconds for the link"));
     EXPECT_EQ(options.linger, std::chrono::milliseconds(500));
+    EXPECT_TRUE(says("waits up to half a second for what was sent to be taken"));
     EXPECT_EQ(options.heartbeat, std::chrono::seconds(2));
+    EXPECT_TRUE(says("is probed every two seconds, and lost after three silent ones"));
 }
 
 } // namespace

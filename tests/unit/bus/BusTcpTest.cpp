@@ -3,6 +3,7 @@
 #include "host/bus/BusTransport.h"
 
 #include "BusFixture.h"
+#include "HeldPort.h"
 
 #include "host/bus/BusKeys.h"
 #include "host/bus/BusTap.h"
@@ -14,7 +15,38 @@ namespace {
 
 using host::Cause;
 
-class Tcp : public BusTest {};
+class Tcp : public BusTest {
+protected:
+    /** Says hello to the node as one that takes frames at the endpoint. */
+    void greet(PlayedNode const& node, std::string const& endpoint) {
+        greet(greeter, node, endpoint);
+    }
+    static void greet(zmq::socket_t& from, PlayedNode const& node, std::string const& endpoint) {
+        host::BusNode self;
+        self.instance = 77;
+        self.name = "stranger";
+        self.endpoint = endpoint;
+        from.set(zmq::sockopt::linger, 0);
+        from.connect(node.transport->endpoint());
+        from.send(zmq::buffer(host::encodeFrame({0, host::HelloFrame{self}})),
+                  zmq::send_flags::none);
+    }
+    template <class Body>
+    static Body next(zmq::socket_t& of) {
+        zmq::message_t bytes;
+        of.set(zmq::sockopt::rcvtimeo, 60000);
+        EXPECT_TRUE(of.recv(bytes, zmq::recv_flags::none).has_value());
+        auto const decoded = host::decodeFrame(bytes.data(), bytes.size());
+        auto const* const frame = std::get_if<host::Frame>(&decoded);
+        auto const* const body = frame == nullptr ? nullptr : std::get_if<Body>(&frame->body);
+        EXPECT_NE(body, nullptr);
+        return body == nullptr ? Body{} : *body;
+    }
+    std::string refusal() { return next<host::RefusedFrame>(greeter).reason; }
+
+    zmq::context_t context;
+    zmq::socket_t greeter{context, zmq::socket_type::dealer};
+};
 
 TEST_F(Tcp, ANamedPeerIsLinkedBothWays) {
     PlayedNode board(loop, tcp("board"));
@@ -40,11 +72,8 @@ TEST_F(Tcp, TheFirstSendWaitsForANamedPeer) {
 }
 
 TEST_F(Tcp, APeerThatIsNotThereIsToldOnceAndTriedOn) {
-    std::string endpoint;
-    {
-        PlayedNode const gone(loop, tcp("gone"));
-        endpoint = gone.transport->endpoint();
-    }
+    HeldPort const port;
+    std::string const& endpoint = port.endpoint;
     PlayedNode session(loop, tcp("session", {endpoint}));
     ASSERT_TRUE(await([&] { return session.ears.hasHeard("refused: nobody answers there"); }));
     EXPECT_EQ(session.ears.endpoints, std::vector<std::string>{endpoint});
@@ -88,9 +117,10 @@ TEST_F(Tcp, AnAddressInUseIsRefusedWithItsHoldersName) {
 TEST_F(Tcp, OfTwoThatServeAnAddressTheLaterOneLosesItAndIsTold) {
     PlayedNode first(loop, tcp("first"));
     first.transport->attach(0x10, first.board);
-    PlayedNode second(loop, tcp("second", {first.transport->endpoint()}));
-    // Before it can know of the first one.
+    PlayedNode second(loop, tcp("second"));
     second.transport->attach(0x10, second.board);
+    // Neither knew of the other so far.
+    greet(first, second.transport->endpoint());
     ASSERT_TRUE(await([&] { return second.ears.hasHeard("claim lost 0x10 to first"); }));
     EXPECT_EQ(second.counted(Cause::busClaimConflict), 1U);
     EXPECT_FALSE(first.ears.hasHeardOf("claim lost"));
@@ -100,12 +130,71 @@ TEST_F(Tcp, OfTwoThatServeAnAddressTheLaterOneLosesItAndIsTold) {
     EXPECT_TRUE(second.board.received.empty());
 }
 
+TEST_F(Tcp, AnAddressOfANamedPeerIsRefusedWhoeverAsksFirst) {
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, tcp("session", {board.transport->endpoint()}));
+    EXPECT_EQ(
+        failureOf<std::runtime_error>([&] { session.transport->attach(0x10, session.board); }),
+        "IMC address 0x10 is served already by board, process " + std::to_string(getpid()));
+}
+
+TEST_F(Tcp, AnEndpointWithoutAPortIsRefusedAndNotWaitedFor) {
+    PlayedNode node(loop, tcp("node"));
+    greet(node, "tcp://127.0.0.1:*");
+    EXPECT_EQ(refusal(), "its endpoint tcp://127.0.0.1:* has no number of a port");
+    EXPECT_EQ(node.counted(Cause::busBadFrame), 1U);
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { node.transport->send(messageTo(0x10, 1)); }),
+              "nobody serves IMC address 0x10");
+}
+
+TEST_F(Tcp, MoreStrangersThanThereMayBeAreRefused) {
+    PlayedNode node(loop, tcp("node"));
+    std::vector<zmq::socket_t> strangers;
+    for (unsigned i = 0; i < 256; ++i) {
+        strangers.emplace_back(context, zmq::socket_type::dealer);
+        greet(strangers.back(), node, "tcp://127.0.1." + std::to_string(i) + ":1");
+        next<host::WelcomeFrame>(strangers.back());
+    }
+    greet(node, "tcp://127.0.2.1:1");
+    EXPECT_EQ(refusal(), "as many processes as there may be are known already");
+    PlayedNode board(loop, tcp("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, tcp("session", {board.transport->endpoint()}));
+    EXPECT_TRUE(await([&] { return session.ears.hasHeard("found 0x10 board"); }));
+}
+
+TEST_F(Tcp, APeerThatSaysNothingIsTold) {
+    zmq::socket_t silent(context, zmq::socket_type::router);
+    silent.bind("tcp://127.0.0.1:*");
+    std::string const endpoint = silent.get(zmq::sockopt::last_endpoint);
+    PlayedNode session(loop, tcp("session", {endpoint}));
+    EXPECT_TRUE(await([&] {
+        return session.ears.hasHeard(
+            "refused: it says no welcome: it is halted, wants keys, or is no bus");
+    }));
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { session.transport->send(messageTo(0x10, 1)); }),
+              "nobody serves IMC address 0x10");
+}
+
+TEST_F(Tcp, AConnectionThatEndsBeforeAWelcomeIsToldWhenItDoesSoAgain) {
+    HeldPort const port;
+    port.listen();
+    PlayedNode session(loop, tcp("session", {port.endpoint}));
+    int const first = port.accept();
+    ASSERT_GE(first, 0);
+    close(first);
+    int const second = port.accept();
+    ASSERT_GE(second, 0);
+    EXPECT_EQ(session.counted(Cause::busLinkRefused), 0U);
+    close(second);
+    EXPECT_TRUE(await([&] { return session.ears.hasHeardOf("refused: it says no welcome: "); }));
+}
+
 TEST_F(Tcp, ANodeThatNamesItselfIsRefused) {
-    PlayedNode first(loop, tcp("first"));
-    std::string const endpoint = first.transport->endpoint();
-    first.transport.reset();
-    host::BusOptions options = tcp("node", {endpoint});
-    options.url = endpoint;
+    HeldPort const port;
+    host::BusOptions options = tcp("node", {port.endpoint});
+    options.url = port.endpoint;
     PlayedNode node(loop, options);
     EXPECT_TRUE(await([&] { return node.ears.hasHeard("refused: it is this process itself"); }));
     EXPECT_TRUE(node.transport->peers().empty());
@@ -127,15 +216,15 @@ TEST_F(Tcp, APeerUnderTwoNamesIsLinkedOnce) {
 }
 
 TEST_F(Tcp, APeerThatLeavesAndComesBackIsTold) {
-    auto board = std::make_unique<PlayedNode>(loop, tcp("board"));
-    std::string const endpoint = board->transport->endpoint();
+    HeldPort const port;
+    host::BusOptions options = tcp("board");
+    options.url = port.endpoint;
+    auto board = std::make_unique<PlayedNode>(loop, options);
     board->transport->attach(0x10, board->board);
-    PlayedNode session(loop, tcp("session", {endpoint}));
+    PlayedNode session(loop, tcp("session", {port.endpoint}));
     ASSERT_TRUE(await([&] { return session.ears.hasHeard("found 0x10 board"); }));
     board.reset();
     ASSERT_TRUE(await([&] { return session.ears.hasHeardOf("lost 0x10 board with 0: "); }));
-    host::BusOptions options = tcp("board");
-    options.url = endpoint;
     board = std::make_unique<PlayedNode>(loop, options);
     board->transport->attach(0x10, board->board);
     EXPECT_TRUE(await([&] { return session.ears.hasHeard("restarted 0x10 board"); }));
@@ -143,23 +232,10 @@ TEST_F(Tcp, APeerThatLeavesAndComesBackIsTold) {
 
 TEST_F(Tcp, ANodeThatCantBeReachedBackIsTold) {
     PlayedNode node(loop, tcp("node"));
-    std::string endpoint;
-    {
-        PlayedNode const gone(loop, tcp("gone"));
-        endpoint = gone.transport->endpoint();
-    }
-    host::BusNode stranger;
-    stranger.instance = 77;
-    stranger.name = "stranger";
-    stranger.endpoint = endpoint;
-    zmq::context_t context;
-    zmq::socket_t socket(context, zmq::socket_type::dealer);
-    socket.set(zmq::sockopt::linger, 0);
-    socket.connect(node.transport->endpoint());
-    socket.send(zmq::buffer(host::encodeFrame({0, host::HelloFrame{stranger}})),
-                zmq::send_flags::none);
+    HeldPort const port;
+    greet(node, port.endpoint);
     ASSERT_TRUE(await([&] { return node.ears.hasHeard("refused: nobody answers there"); }));
-    EXPECT_EQ(node.ears.endpoints, std::vector<std::string>{endpoint});
+    EXPECT_EQ(node.ears.endpoints, std::vector<std::string>{port.endpoint});
 }
 
 TEST_F(Tcp, ANodeThatTakesAllAddressesIsReachedWhereItsConnectionCameFrom) {
@@ -167,16 +243,7 @@ TEST_F(Tcp, ANodeThatTakesAllAddressesIsReachedWhereItsConnectionCameFrom) {
     PlayedNode board(loop, tcp("board"));
     board.transport->attach(0x10, board.board);
     std::string const& endpoint = board.transport->endpoint();
-    host::BusNode anywhere;
-    anywhere.instance = 77;
-    anywhere.name = "board";
-    anywhere.endpoint = "tcp://0.0.0.0" + endpoint.substr(endpoint.rfind(':'));
-    zmq::context_t context;
-    zmq::socket_t socket(context, zmq::socket_type::dealer);
-    socket.set(zmq::sockopt::linger, 0);
-    socket.connect(node.transport->endpoint());
-    socket.send(zmq::buffer(host::encodeFrame({0, host::HelloFrame{anywhere}})),
-                zmq::send_flags::none);
+    greet(node, "tcp://0.0.0.0" + endpoint.substr(endpoint.rfind(':')));
     EXPECT_TRUE(await([&] { return node.ears.hasHeard("found 0x10 board"); }));
 }
 
@@ -209,6 +276,13 @@ TEST_F(Tcp, AddressesThatOtherMachinesReachNeedKeys) {
     EXPECT_EQ(failureOf<std::invalid_argument>(
                   [&] { PlayedNode const bad(loop, tcp("node", {"tcp://127.0.0.1:*"})); }),
               "\"tcp://127.0.0.1:*\" is no peer: expected tcp://HOST:PORT");
+}
+
+TEST_F(Tcp, LocalhostIsBoundAsItsNumber) {
+    host::BusOptions options = tcp("node");
+    options.url = "tcp://localhost:*";
+    PlayedNode const node(loop, options);
+    EXPECT_EQ(node.transport->endpoint().rfind("tcp://127.0.0.1:", 0), 0U);
 }
 
 TEST_F(Tcp, AnAddressThatCantBeBoundIsAnError) {
@@ -286,7 +360,8 @@ TEST_F(TcpWithKeys, ANodeWithAnotherKeyThanExpectedIsNotTalkedTo) {
     PlayedNode session(loop, options("session", {urlOf(board) + "#stranger"}));
     ASSERT_TRUE(await([&] { return session.ears.hasHeardOf("refused: "); }));
     EXPECT_EQ(session.ears.heard[0],
-              "refused: it ended the connection: a key is not the right one, or it is no bus");
+              "refused: it says no welcome: a key is not the right one, it is halted, or it is no "
+              "bus");
     EXPECT_TRUE(session.transport->peers().empty());
 }
 
@@ -297,6 +372,27 @@ TEST_F(TcpWithKeys, ANodeWithoutKeysIsNotLetIn) {
     EXPECT_TRUE(await([&] { return board.counted(Cause::busHandshakeFailed) > 0; }));
     EXPECT_TRUE(board.transport->peers().empty());
     EXPECT_TRUE(open.transport->peers().empty());
+}
+
+TEST_F(TcpWithKeys, APeerThatCantBeDialledIsToldAndHoldsUpNoOther) {
+    PlayedNode board(loop, options("board"));
+    board.transport->attach(0x10, board.board);
+    PlayedNode session(loop, options("session", {"tcp://a b:5", urlOf(board)}));
+    EXPECT_TRUE(await([&] {
+        return session.ears.hasHeard("refused: Invalid argument") &&
+               session.ears.hasHeard("found 0x10 board");
+    }));
+    EXPECT_GT(session.counted(Cause::busSystemFault), 0U);
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { session.transport->send(messageTo(0x11, 1)); }),
+              "nobody serves IMC address 0x11");
+}
+
+TEST_F(TcpWithKeys, APeerWhoseNameIsNoneIsTold) {
+    PlayedNode session(loop, options("session", {"tcp://a..b:5"}));
+    EXPECT_TRUE(await([&] { return session.ears.hasHeard("refused: nobody answers there"); }))
+        << testing::PrintToString(session.ears.heard);
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { session.transport->send(messageTo(0x10, 1)); }),
+              "nobody serves IMC address 0x10");
 }
 
 TEST_F(TcpWithKeys, TheKeyOfAPeerIsNamedWhereThereAreSeveral) {

@@ -62,10 +62,14 @@ TEST_F(Bus, ThreeNodesFindEachOtherWhateverStartsFirst) {
         nodes.push_back(std::make_unique<PlayedNode>(loop, ipc("node")));
         nodes.back()->transport->attach(i, nodes.back()->board);
     }
-    EXPECT_TRUE(await([&] {
-        return std::all_of(nodes.begin(), nodes.end(),
-                           [](auto const& node) { return node->ears.heard.size() == 2; });
-    }));
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_TRUE(await([&] {
+            Ears const& ears = nodes[i]->ears;
+            return (i == 0 || ears.hasHeard("found 0x00 node")) &&
+                   (i == 1 || ears.hasHeard("found 0x01 node")) &&
+                   (i == 2 || ears.hasHeard("found 0x02 node"));
+        }));
+    }
     for (auto const& node : nodes) {
         for (unsigned char i = 0; i < 3; ++i) {
             node->transport->send(messageTo(i, 1));
@@ -223,7 +227,10 @@ TEST_F(Bus, WhatWasNotTakenWhenANodeLeavesIsCountedAndTold) {
 
 TEST_F(Bus, WhatASenderLeavesUntakenIsCountedAtItsEnd) {
     host::Dispatcher boardsLoop;
-    auto const nodes = pairOf(boardsLoop, ipc("board"), ipc("session"));
+    host::BusOptions options = ipc("session");
+    // It is waited for in full, and long enough for both to get there.
+    options.linger = std::chrono::seconds(1);
+    auto const nodes = pairOf(boardsLoop, ipc("board"), options);
     nodes->session.transport->send(messageTo(0x10, 100));
     nodes->session.transport->send(messageTo(0x10, 101));
     nodes->session.transport.reset();

@@ -27,6 +27,10 @@ protected:
         stranger.set(zmq::sockopt::sndhwm, 0);
         stranger.connect(node.transport->endpoint());
     }
+    void again() {
+        stranger = zmq::socket_t(context, zmq::socket_type::dealer);
+        connect();
+    }
     void send(FrameBytes const& bytes) { stranger.send(zmq::buffer(bytes), zmq::send_flags::none); }
     FrameBytes hello() const {
         BusNode self;
@@ -132,6 +136,52 @@ TEST_F(Garbage, AnotherVersionIsToldSo) {
     EXPECT_EQ(node.counted(Cause::busBadFrame), 1U);
 }
 
+TEST_F(Garbage, ARefusalIsSaidOnceToAConnection) {
+    connect();
+    FrameBytes bytes = hello();
+    bytes[4] = 2;
+    send(bytes);
+    send(bytes);
+    next<RefusedFrame>();
+    send(hello());
+    next<WelcomeFrame>();
+    EXPECT_EQ(node.counted(Cause::busBadFrame), 2U);
+}
+
+TEST_F(Garbage, ControlCharactersInANameAreNoFrame) {
+    connect();
+    BusNode self;
+    self.instance = 77;
+    self.name = "stran\x1B[31mger";
+    self.endpoint = "ipc://" + directory.path() + "/node-1-000000000000004d.sock";
+    send(encodeFrame({0, HelloFrame{self}}));
+    EXPECT_TRUE(awaitBad(1));
+}
+
+TEST_F(Garbage, WhatIsLeftOfAnEarlierConnectionIsNotDelivered) {
+    connect();
+    send(hello());
+    next<WelcomeFrame>();
+    BusClaim const claim = std::get<SidsFrame>(next<SidsFrame>().body).claims.at(0);
+    auto const data = [&](std::uint64_t sequence, std::uint32_t id) {
+        send(encodeFrame({sequence, DataFrame{claim.number, 0, messageTo(0x10, id)}}));
+    };
+    data(1, 1);
+    ASSERT_TRUE(await([&] { return node.board.received.size() == 1; }));
+    zmq::socket_t earlier = std::move(stranger);
+    again();
+    send(hello());
+    data(1, 2);
+    ASSERT_TRUE(await([&] { return node.board.received.size() == 2; }));
+    std::swap(earlier, stranger);
+    data(2, 3);
+    EXPECT_TRUE(await([&] { return node.counted(Cause::busOutOfSequence) == 1; }));
+    std::swap(earlier, stranger);
+    data(2, 4);
+    ASSERT_TRUE(await([&] { return node.board.received.size() == 3; }));
+    EXPECT_EQ(node.board.received[2].messageId, 4U);
+}
+
 TEST_F(Garbage, ANodeOfAnotherPlaceIsRefused) {
     connect();
     BusNode self;
@@ -141,14 +191,17 @@ TEST_F(Garbage, ANodeOfAnotherPlaceIsRefused) {
     send(encodeFrame({0, HelloFrame{self}}));
     EXPECT_EQ(std::get<RefusedFrame>(next<RefusedFrame>().body).reason,
               "its endpoint ipc:///elsewhere/node-1-000000000000004d.sock is not of this bus");
+    again();
     self.endpoint = "tcp://127.0.0.1:1";
     send(encodeFrame({0, HelloFrame{self}}));
     EXPECT_EQ(std::get<RefusedFrame>(next<RefusedFrame>().body).reason,
               "its endpoint tcp://127.0.0.1:1 is not of this bus");
+    again();
     self.endpoint = "nonsense";
     send(encodeFrame({0, HelloFrame{self}}));
     EXPECT_NE(std::get<RefusedFrame>(next<RefusedFrame>().body).reason.find("is no address"),
               std::string::npos);
+    EXPECT_EQ(node.counted(Cause::busBadFrame), 3U);
 }
 
 TEST_F(Garbage, AMessageThatComesAgainIsNotDeliveredAgainAndAGapIsCounted) {
@@ -180,9 +233,17 @@ TEST_F(Garbage, AMessageToAnAddressThatTheNodeDoesNotServeIsDroppedAndCounted) {
 }
 
 TEST_F(Garbage, AFrameThatIsTooLongEndsItsConnectionOnly) {
+    ASSERT_EQ(zmq_socket_monitor(stranger.handle(), "inproc://ends", ZMQ_EVENT_DISCONNECTED), 0);
+    zmq::socket_t ends(context, zmq::socket_type::pair);
+    ends.connect("inproc://ends");
+    ends.set(zmq::sockopt::rcvtimeo, 60000);
     connect();
     send(FrameBytes(70000));
+    zmq::message_t event;
+    EXPECT_TRUE(ends.recv(event, zmq::recv_flags::none).has_value());
     expectAlive();
+    // It never became a frame.
+    EXPECT_EQ(node.counted(Cause::busBadFrame), 0U);
 }
 
 TEST_F(Garbage, BytesThatAreNoConversationAreCounted) {
@@ -213,7 +274,8 @@ protected:
         inlet.set(zmq::sockopt::rcvtimeo, 60000);
         EXPECT_TRUE(inlet.recv(node).has_value() && inlet.recv(bytes).has_value());
         auto const decoded = decodeFrame(bytes.data(), bytes.size());
-        EXPECT_EQ(std::get<HelloFrame>(std::get<Frame>(decoded).body).node.name, "session");
+        hello = std::get<Frame>(decoded);
+        EXPECT_EQ(std::get<HelloFrame>(hello.body).node.name, "session");
     }
     void answer(FrameBytes const& bytes) {
         inlet.send(zmq::buffer(node.data(), node.size()), zmq::send_flags::sndmore);
@@ -235,6 +297,8 @@ protected:
     zmq::socket_t inlet{context, zmq::socket_type::router};
     PlayedNode session{loop, ipc("session")};
     zmq::message_t node;
+    /** What the node said of itself. */
+    Frame hello;
 };
 
 TEST_F(Answering, GarbageOfEveryLengthIsCountedAndEndsNothing) {
@@ -269,6 +333,26 @@ TEST_F(Answering, ARefusalIsTold) {
     EXPECT_TRUE(await([&] { return session.ears.hasHeard("refused: it is full"); }));
     EXPECT_EQ(session.ears.endpoints, std::vector<std::string>{place->endpoint()});
     EXPECT_EQ(session.counted(Cause::busLinkRefused), 1U);
+}
+
+TEST_F(Answering, WhoeverSaysTheNodesOwnHelloIsTheNodeItself) {
+    answer(encodeFrame(hello));
+    EXPECT_TRUE(await([&] { return session.ears.hasHeard("refused: it is this process itself"); }));
+}
+
+TEST_F(Answering, AnAddressThatWasTakenOverAndGivenUpHasATrueReason) {
+    welcome();
+    session.transport->attach(0x10, session.board);
+    ASSERT_TRUE(await([&] {
+        return session.ears.hasHeard("lost 0x10 odd with 0: this process serves the address");
+    }));
+    answer(encodeFrame({0, SidsFrame{}}));
+    answer(encodeFrame({0, HelloFrame{}}));
+    ASSERT_TRUE(await([&] { return session.counted(Cause::busBadFrame) == 1; }));
+    session.transport->detach(0x10);
+    EXPECT_EQ(failureOf<std::runtime_error>([&] { session.transport->send(messageTo(0x10, 1)); }),
+              "nobody serves IMC address 0x10 any more: odd, process 5 is gone, this process "
+              "served the address after it");
 }
 
 TEST_F(Answering, AFarewellEndsTheLink) {

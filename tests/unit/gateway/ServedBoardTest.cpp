@@ -158,6 +158,22 @@ TEST_F(Served, AnErrorAnswersTheCommand) {
     EXPECT_EQ(client.received.back(), opened);
 }
 
+TEST_F(Served, AnErrorIsForItsCommandAlone) {
+    serve({"drop:open:count=1", "error:open=5:count=1"});
+    send("OpenVoice in");
+    EXPECT_THAT(client.received, IsEmpty());
+    send("OpenVoice in");
+    EXPECT_THAT(client.received, ElementsAre(opened));
+}
+
+TEST_F(Served, AnErrorIsForEachCopyOfItsCommand) {
+    serve({"duplicate:open", "error:open=5"});
+    send("OpenVoice in");
+    std::string const refused = "OpenVoiceAck in dsp=3 error=5(no port left) port=0";
+    EXPECT_THAT(client.received, ElementsAre(refused, refused));
+    EXPECT_FALSE(board->itself().channel(3).in.voiceOpen);
+}
+
 TEST_F(Served, AnErrorForAChannelThatTheBoardDoesNotHaveIsTheBoardsOwn) {
     serve({"error:open=5"});
     imc_msg message = dsp::sample("OpenVoice in");

@@ -58,7 +58,7 @@ public:
         std::size_t const size = number<std::uint16_t>();
         good = good && size <= longest;
         unsigned char const* const from = take(size);
-        std::string const value = from == nullptr ? "" : std::string(from, from + size);
+        std::string value = from == nullptr ? "" : std::string(from, from + size);
         // It is shown to people, on terminals.
         require(std::all_of(value.begin(), value.end(),
                             [](unsigned char each) { return each >= 0x20 && each != 0x7F; }));

@@ -10,7 +10,8 @@
 namespace host {
 
 /**
- * What a configuration file says. The file is TOML; every table and every key may be missing:
+ * What a configuration file says. The file is TOML; every table and every key may be missing,
+ * and a key has 16 dotted parts at most:
  *
  *     [current.gw_priv]          # section "/current//gw_priv" of the configuration store
  *     fax_proto = "udp"          # text, 63 characters at most

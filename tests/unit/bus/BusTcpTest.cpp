@@ -17,6 +17,19 @@ using host::Cause;
 
 class Tcp : public BusTest {
 protected:
+    /** The board, which serves 0x10, and the session hear of each other and exchange a message. */
+    void expectToTalk(PlayedNode& board, PlayedNode& session) {
+        session.transport->attach(0x01, session.board);
+        ASSERT_TRUE(await([&] {
+            return session.ears.hasHeard("found 0x10 board") &&
+                   board.ears.hasHeard("found 0x01 session");
+        }));
+        session.transport->send(messageTo(0x10, 100));
+        board.transport->send(messageTo(0x01, 101));
+        EXPECT_TRUE(await([&] {
+            return board.board.received.size() == 1 && session.board.received.size() == 1;
+        }));
+    }
     /** Says hello to the node as one that takes frames at the endpoint. */
     void greet(PlayedNode const& node, std::string const& endpoint) {
         greet(greeter, node, endpoint);
@@ -52,15 +65,7 @@ TEST_F(Tcp, ANamedPeerIsLinkedBothWays) {
     PlayedNode board(loop, tcp("board"));
     board.transport->attach(0x10, board.board);
     PlayedNode session(loop, tcp("session", {board.transport->endpoint()}));
-    session.transport->attach(0x01, session.board);
-    EXPECT_TRUE(await([&] {
-        return session.ears.hasHeard("found 0x10 board") &&
-               board.ears.hasHeard("found 0x01 session");
-    }));
-    session.transport->send(messageTo(0x10, 100));
-    board.transport->send(messageTo(0x01, 101));
-    EXPECT_TRUE(await(
-        [&] { return board.board.received.size() == 1 && session.board.received.size() == 1; }));
+    expectToTalk(board, session);
 }
 
 TEST_F(Tcp, TheFirstSendWaitsForANamedPeer) {
@@ -326,15 +331,7 @@ TEST_F(TcpWithKeys, NodesThatKnowEachOtherTalk) {
     PlayedNode board(loop, options("board"));
     board.transport->attach(0x10, board.board);
     PlayedNode session(loop, options("session", {urlOf(board)}));
-    session.transport->attach(0x01, session.board);
-    ASSERT_TRUE(await([&] {
-        return session.ears.hasHeard("found 0x10 board") &&
-               board.ears.hasHeard("found 0x01 session");
-    }));
-    session.transport->send(messageTo(0x10, 100));
-    board.transport->send(messageTo(0x01, 101));
-    EXPECT_TRUE(await(
-        [&] { return board.board.received.size() == 1 && session.board.received.size() == 1; }));
+    expectToTalk(board, session);
     EXPECT_EQ(board.counted(Cause::busKeyRefused), 0U);
 }
 

@@ -75,6 +75,8 @@ if(MC_BUILD_WORKBENCH)
   mc_gzip("${PROJECT_SOURCE_DIR}/packaging/mcgw.1" "${mc_generated}/mcgw.1.gz")
   install(FILES "${mc_generated}/mcgw.1.gz"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT mcgw)
+  install(FILES "${PROJECT_SOURCE_DIR}/packaging/mcgw.bash-completion" RENAME mcgw
+    DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions" COMPONENT mcgw)
   # Where Wireshark looks for everybody's plugins; those in Lua are for every version of it.
   install(FILES "${PROJECT_SOURCE_DIR}/wireshark/mc_imc.lua"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins" COMPONENT mcgw)

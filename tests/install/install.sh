@@ -36,6 +36,7 @@ prefix)
     (cd "$PREFIX/include/MC_API" && find . -type f | LC_ALL=C sort) >"$work/headers"
     diff -u "$here/headers.txt" "$work/headers"
     "$PREFIX/bin/mcgw" --help >/dev/null
+    cmp "$here/../../packaging/mcgw.bash-completion" "$PREFIX/share/bash-completion/completions/mcgw"
     cmp "$here/../../wireshark/mc_imc.lua" "$PREFIX/$LIBDIR/wireshark/plugins/mc_imc.lua"
     ;;
 cmake)

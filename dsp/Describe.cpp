@@ -2,6 +2,7 @@
 #include "dsp/Cause.h"
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
+#include "dsp/Spelling.h"
 
 #include <arpa/inet.h>
 
@@ -19,18 +20,6 @@ namespace {
 std::size_t const longestDump = 36;
 
 using List = std::vector<Field>;
-
-Field field(char const* name, std::string const& value) {
-    return {name, value};
-}
-
-Field field(char const* name, unsigned value) {
-    return field(name, std::to_string(value));
-}
-
-void append(List& list, List const& more) {
-    list.insert(list.end(), more.begin(), more.end());
-}
 
 std::string hexadecimal(std::uint8_t byte) {
     static char const digits[] = "0123456789abcdef";
@@ -66,109 +55,51 @@ Field remote(SomeAddress const& address, unsigned port) {
     return field("remote", addressText(address) + ":" + std::to_string(port));
 }
 
-Field protocol(char const* name, unsigned number) {
-    return field(name, number == 17 ? "UDP" : number == 6 ? "TCP" : std::to_string(number));
-}
+/** The fields of a command or event as texts. */
+class Printer {
+public:
+    List list;
 
-template <typename VoiceCommand>
-List remoteAndLocal(VoiceCommand const& command) {
-    return {remote(command.remoteAddress, command.remoteRtpPort),
-            field("remoteRtcp", command.remoteRtcpPort), field("local", command.localRtpPort)};
-}
-
-template <typename VoiceCommand>
-List payloadTypes(VoiceCommand const& command) {
-    return {field("dtmfPt", command.dtmfPayloadType),
-            field("redundancyPt", command.redundancyPayloadType)};
-}
-
-/** The fields of a command or event behind its DSP number; one overload per type. */
-struct FieldsOf {
-    List operator()(OpenVoice const& command) const {
-        List list = {field("codec", command.codec), protocol("fax", command.faxProtocol)};
-        append(list, remoteAndLocal(command));
-        if (command.direction == Direction::in) {
-            append(list, {field("tick", command.tickRequest), field("param1", command.voiceParam1),
-                          field("param2", command.voiceParam2)});
-        }
-        append(list, payloadTypes(command));
-        return list;
+    template <typename Number>
+    void number(char const* name, Number value) {
+        add(name, std::to_string(value));
     }
 
-    List operator()(UpdateVoice const& command) const {
-        List list = remoteAndLocal(command);
-        append(list, payloadTypes(command));
-        return list;
+    void protocol(char const* name, unsigned number) {
+        add(name, number == 17 ? "UDP" : number == 6 ? "TCP" : std::to_string(number));
     }
 
-    List operator()(SetSilenceCompression const& command) const {
-        return {field("SILENCE_COMPRESSION", command.on)};
+    template <typename SomeAddress>
+    void endpoint(char const* name, SomeAddress const& address, unsigned port) {
+        add(name, addressText(address) + ":" + std::to_string(port));
     }
 
-    List operator()(SetDigitDetection const& command) const {
-        return {field("DIGIT_DETECTION", command.mode)};
+    void address(char const* name, Address const& value) { add(name, addressText(value)); }
+
+    void range(char const* name, unsigned minimum, unsigned maximum) {
+        add(name, std::to_string(minimum) + ".." + std::to_string(maximum));
     }
 
-    List operator()(SetPacketLength const& command) const {
-        return {field("PACKET_LENGTH",
-                      std::to_string(command.minimum) + ".." + std::to_string(command.maximum))};
+    void milliseconds(char const* name, unsigned value) { add(name, std::to_string(value) + "ms"); }
+
+    void error(char const* name, std::uint8_t value) {
+        char const* const words = errorName(value);
+        add(name, std::to_string(value), value != 0 && words != nullptr ? words : "");
     }
 
-    List operator()(SetFaxDetection const& command) const {
-        return {field("FAX_T38", command.mode)};
+private:
+    void add(char const* name, std::string const& value, std::string const& remark = "") {
+        list.push_back({name, value, remark});
     }
-
-    List operator()(SetUnknown const& command) const {
-        return {field("code", command.code), field("value", std::to_string(command.value))};
-    }
-
-    List operator()(OpenFax const& command) const {
-        List list = {protocol("protocol", command.protocol)};
-        if (command.direction == Direction::out) {
-            append(list, {remote(command.remoteIpv4, command.remotePort),
-                          field("redundancy", command.redundancy), field("depth", command.depth),
-                          field("noSignal", command.noSignal), field("ced", command.ced)});
-        }
-        return list;
-    }
-
-    List operator()(Join const& command) const {
-        return {field("peer", command.peerDsp), field("board", addressText(command.peerBoard)),
-                field("otherBoard", command.otherBoard)};
-    }
-
-    List operator()(CloseVoice const&) const { return {}; }
-    List operator()(CloseFax const&) const { return {}; }
-    List operator()(Unjoin const&) const { return {}; }
-
-    List operator()(Acknowledge const& event) const {
-        Field error = field("error", event.error);
-        char const* const name = errorName(event.error);
-        if (event.error != 0 && name != nullptr) {
-            error.remark = name;
-        }
-        return {error, field("port", event.localPort)};
-    }
-
-    List operator()(Dtmf const& event) const {
-        return {field("digit", event.digit),
-                field("duration", std::to_string(event.milliseconds) + "ms")};
-    }
-
-    List operator()(Alert const& event) const {
-        return {field("value", std::to_string(event.value))};
-    }
-
-    List operator()(FaxTone const&) const { return {}; }
 };
 
 template <typename Message>
 List fieldsOf(Message const& message) {
     return std::visit(
-        [](auto const& any) {
-            List list = {field("dsp", any.dsp)};
-            append(list, FieldsOf()(any));
-            return list;
+        [](auto any) {
+            Printer printer;
+            spell(printer, any);
+            return printer.list;
         },
         message);
 }

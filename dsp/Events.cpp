@@ -1,8 +1,9 @@
 #include "dsp/Events.h"
 
+#include "dsp/Layouts.h"
 #include "dsp/Reader.h"
+#include "dsp/Writer.h"
 
-#include <cstddef>
 #include <stdexcept>
 #include <vector>
 
@@ -10,149 +11,48 @@ namespace dsp {
 
 namespace {
 
-/** Fills the payload of an event field by field, multi-byte fields big-endian. */
-class Writer {
-public:
-    explicit Writer(imc_msg& to) : message(to) {}
-
-    void byte(unsigned value) { message.payload[at++] = static_cast<std::uint8_t>(value); }
-
-    void half(std::uint16_t value) {
-        byte(value >> 8U);
-        byte(value & 0xFFU);
-    }
-
-    void word(std::uint32_t value) {
-        half(static_cast<std::uint16_t>(value >> 16U));
-        half(static_cast<std::uint16_t>(value & 0xFFFFU));
-    }
-
-    void zeros(std::size_t count) { at += count; }
-
-private:
-    imc_msg& message;
-    std::size_t at = 0;
-};
-
-struct EventKind : Kind {
-    EventKind(Kind const& what, Event (*decoder)(Reader&, EventKind const&))
-        : Kind(what), decode(decoder) {}
-
-    Event (*decode)(Reader& from, EventKind const& kind);
-};
-
-/*
- * Acknowledgement: identifier of the command + 1; 4 bytes
- *
- *    0      dsp
- *    1      error, 0 is success
- *    2-3    local port
- */
 std::uint16_t const acknowledgeLength = 4;
 
-void encode(Writer& to, Acknowledge const& event) {
-    to.byte(event.dsp);
-    to.byte(event.error);
-    to.half(event.localPort);
-}
-
-Event decodeAcknowledge(Reader& from, EventKind const& kind) {
-    Acknowledge event{};
-    event.command = kind.identifier - 1;
-    event.dsp = from.byte();
-    event.error = from.byte();
-    event.localPort = from.half();
-    return event;
-}
+std::uint32_t const dtmfIn = 114;
+std::uint32_t const dtmfOut = 113;
+std::uint32_t const faxTone = 123;
+std::uint32_t const alertIn = 110;
+std::uint32_t const alertOut = 112;
 
 std::uint32_t identifierOf(Acknowledge const& event) {
     return event.command + 1;
-}
-
-/*
- * DTMF: 114 in, 113 out; 4 bytes
- *
- *    0      dsp
- *    1      digit
- *    2-3    duration in milliseconds
- */
-std::uint32_t const dtmfIn = 114;
-std::uint32_t const dtmfOut = 113;
-
-void encode(Writer& to, Dtmf const& event) {
-    to.byte(event.dsp);
-    to.byte(event.digit);
-    to.half(event.milliseconds);
-}
-
-Event decodeDtmf(Reader& from, EventKind const& kind) {
-    Dtmf event{};
-    event.direction = *kind.direction;
-    event.dsp = from.byte();
-    event.digit = from.byte();
-    event.milliseconds = from.half();
-    return event;
 }
 
 std::uint32_t identifierOf(Dtmf const& event) {
     return event.direction == Direction::in ? dtmfIn : dtmfOut;
 }
 
-/*
- * Fax tone: 123; 1 byte
- *
- *    0      dsp
- */
-std::uint32_t const faxTone = 123;
-
-void encode(Writer& to, FaxTone const& event) {
-    to.byte(event.dsp);
-}
-
-Event decodeFaxTone(Reader& from, EventKind const&) {
-    return FaxTone{from.byte()};
-}
-
 std::uint32_t identifierOf(FaxTone const&) {
     return faxTone;
-}
-
-/*
- * Alert: 110 in, 112 out; 8 bytes
- *
- *    0      dsp
- *    1-3    not defined, sent as 0
- *    4-7    alert value
- */
-std::uint32_t const alertIn = 110;
-std::uint32_t const alertOut = 112;
-
-void encode(Writer& to, Alert const& event) {
-    to.byte(event.dsp);
-    to.zeros(3);
-    to.word(event.value);
-}
-
-Event decodeAlert(Reader& from, EventKind const& kind) {
-    Alert event{};
-    event.direction = *kind.direction;
-    event.dsp = from.byte();
-    from.reserved(3);
-    event.value = from.word();
-    return event;
 }
 
 std::uint32_t identifierOf(Alert const& event) {
     return event.direction == Direction::in ? alertIn : alertOut;
 }
 
+template <typename Message>
+Event decode(Reader& from, EventKind const& kind) {
+    return decodeAs<Message>(from, kind);
+}
+
+Event decodeAcknowledge(Reader& from, EventKind const& kind) {
+    Acknowledge event = decodeAs<Acknowledge>(from, kind);
+    event.command = kind.identifier - 1;
+    return event;
+}
+
 std::vector<EventKind> makeEventKinds() {
     std::vector<EventKind> kinds = {
-        {{dtmfIn, "Dtmf", Direction::in, 4}, decodeDtmf},
-        {{dtmfOut, "Dtmf", Direction::out, 4}, decodeDtmf},
-        {{faxTone, "FaxTone", std::nullopt, 1}, decodeFaxTone},
-        {{alertIn, "Alert", Direction::in, 8}, decodeAlert},
-        {{alertOut, "Alert", Direction::out, 8}, decodeAlert},
+        {{dtmfIn, "Dtmf", Direction::in, 4}, decode<Dtmf>},
+        {{dtmfOut, "Dtmf", Direction::out, 4}, decode<Dtmf>},
+        {{faxTone, "FaxTone", std::nullopt, 1}, decode<FaxTone>},
+        {{alertIn, "Alert", Direction::in, 8}, decode<Alert>},
+        {{alertOut, "Alert", Direction::out, 8}, decode<Alert>},
     };
     for (CommandKind const& command : commandKinds()) {
         if (command.acknowledged) {
@@ -164,12 +64,12 @@ std::vector<EventKind> makeEventKinds() {
     return kinds;
 }
 
+} // namespace
+
 std::vector<EventKind> const& eventKinds() {
     static std::vector<EventKind> const kinds = makeEventKinds();
     return kinds;
 }
-
-} // namespace
 
 Kind const* findEvent(std::uint32_t identifier) {
     return find(eventKinds(), identifier);
@@ -187,7 +87,7 @@ imc_msg encodeEvent(Event const& event, std::uint8_t sourceSid, std::uint8_t des
     message.length = kind->length;
     message.messageId = kind->identifier;
     Writer to(message);
-    std::visit([&to](auto const& any) { encode(to, any); }, event);
+    std::visit([&to](auto any) { walk(to, any); }, event);
     return message;
 }
 

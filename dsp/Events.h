@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <variant>
+#include <vector>
 
 namespace dsp {
 
@@ -38,6 +39,16 @@ struct Alert {
 };
 
 using Event = std::variant<Acknowledge, Dtmf, FaxTone, Alert>;
+
+struct EventKind : Kind {
+    EventKind(Kind const& what, Event (*decoder)(Reader&, EventKind const&))
+        : Kind(what), decode(decoder) {}
+
+    Event (*decode)(Reader& from, EventKind const& kind);
+};
+
+/** Every event there is, each identifier once. */
+std::vector<EventKind> const& eventKinds();
 
 /** @return null when no event has the identifier; an acknowledgement is called after its command */
 Kind const* findEvent(std::uint32_t identifier);

@@ -43,6 +43,19 @@ public:
         return bytes;
     }
 
+    /** @name One after the other; for layouts, see dsp/Layouts.h */
+    /// @{
+    template <typename... Fields>
+    void fields(Fields&... to) {
+        (read(to), ...);
+    }
+    /** A value that the layout is known by. */
+    void constant(std::uint8_t) { ++at; }
+    /// @}
+
+    /** Of a set-parameter command, without reading it. */
+    std::uint8_t parameterCode() const { return message.payload[1]; }
+
     void reserved(std::size_t count) {
         for (std::size_t const end = at + count; at < end; ++at) {
             noteUnlessZero(message.payload[at], offsetof(imc_msg, payload) + at);
@@ -54,6 +67,11 @@ public:
     std::optional<std::size_t> nonzeroReserved() const { return nonzero; }
 
 private:
+    void read(std::uint8_t& to) { to = byte(); }
+    void read(std::uint16_t& to) { to = half(); }
+    void read(std::uint32_t& to) { to = word(); }
+    void read(Address& to) { to = address(); }
+
     void noteUnlessZero(unsigned value, std::size_t offset) {
         if (value != 0 && !nonzero) {
             nonzero = offset;

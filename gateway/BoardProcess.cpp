@@ -19,6 +19,7 @@ BoardProcess::BoardProcess(host::Dispatcher& loop, Report& to, BoardProcessOptio
       tap(tapOf()),
       transport(std::make_unique<host::BusTransport>(dispatcher, counters, options.bus,
                                                      static_cast<host::BusListener*>(this))) {
+    transport->setTap(options.watcher);
     report.entry("bus", "joined at " + transport->endpoint(),
                  {{"endpoint", transport->endpoint()}, {"name", options.bus.name}});
     for (unsigned char const sid : options.sids) {

@@ -28,6 +28,8 @@ struct BoardProcessOptions {
     std::uint16_t firstPort = 5000;
     std::chrono::milliseconds ackDelay{};
     std::vector<FaultRule> faults{};
+    /** Sees what the boards take and send; may be null, otherwise outlives the process. */
+    host::Tap* watcher = nullptr;
 };
 
 /**

@@ -8,7 +8,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -69,20 +68,6 @@ void loadConfiguration(std::string const& path) {
         host::Workstation::instance().loadConfiguration(path);
     } catch (std::runtime_error const& error) {
         throw CallFileError(error.what());
-    }
-}
-
-/** @return null when there is nothing to record to */
-std::unique_ptr<CaptureTap> startCapture(std::string const& path) {
-    if (path.empty()) {
-        return nullptr;
-    }
-    // Whoever reads a named pipe may leave: that ends the capture, not the calls.
-    std::signal(SIGPIPE, SIG_IGN);
-    try {
-        return std::make_unique<CaptureTap>(path);
-    } catch (std::runtime_error const& error) {
-        throw std::invalid_argument(error.what());
     }
 }
 

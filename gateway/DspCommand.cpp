@@ -3,6 +3,7 @@
 #include "gateway/FaultRule.h"
 #include "gateway/Report.h"
 #include "gateway/Subcommand.h"
+#include "gateway/capture/CaptureTap.h"
 
 #include "host/bus/BusAddress.h"
 #include "host/imc/Dispatcher.h"
@@ -28,7 +29,8 @@ std::string helpText() {
 More: docs/bus.md.
 
 Exit status: 0 when it was ended by a signal, 1 when the bus can't be joined, a board's address is
-served already, or other processes turn out to keep all of them, 2 for a bad command line.)";
+served already, other processes turn out to keep all of them, or the capture could not be written to
+its end, 2 for a bad command line.)";
 }
 
 struct DspOptions {
@@ -36,6 +38,8 @@ struct DspOptions {
     std::vector<unsigned> sids{0x10};
     unsigned ackDelay = 0;
     std::vector<std::string> faults;
+    /** Where to record the messages; empty for nowhere. */
+    std::string capture;
     ReportOptions report;
 };
 
@@ -49,6 +53,10 @@ int run(DspOptions const& options) {
     if (process.bus.url.empty()) {
         process.bus.url = host::defaultBusUrl();
     }
+    // Before a capture that is there already is replaced for nothing.
+    host::parseBusAddress(process.bus.url);
+    std::unique_ptr<CaptureTap> const capture = startCapture(options.capture);
+    process.watcher = capture.get();
     host::Dispatcher loop;
     EndingSignals const signals([&loop] { loop.stop(); });
     Report report(std::cout, options.report);
@@ -57,6 +65,9 @@ int run(DspOptions const& options) {
     loop.run();
     bool const isLost = boards.hasLostAll();
     boards.end();
+    if (capture) {
+        capture->end();
+    }
     if (!std::cout) {
         throw std::runtime_error("the report can't be written");
     }
@@ -70,8 +81,9 @@ Subcommand addDsp(CLI::App& program) {
     options->process.bus.name = "mcgw dsp";
     CLI::App* const dsp =
         program.add_subcommand("dsp", "Serve DSP boards in software, as a process on the bus");
-    dsp->add_option("--bus", options->process.bus.url,
-                    "Where the bus is: ipc://DIRECTORY, which is the default, or tcp://HOST:PORT");
+    addBusOptions(*dsp, options->process.bus);
+    // There is no positional, so that several may follow one --peer.
+    dsp->get_option("--peer")->allow_extra_args();
     dsp->add_option("--sid", options->sids, "IMC addresses of the boards, one board for each")
         ->check(CLI::Range(0U, 255U))
         ->capture_default_str();
@@ -82,12 +94,9 @@ Subcommand addDsp(CLI::App& program) {
         ->check(CLI::Range(0U, 3600000U))
         ->capture_default_str();
     dsp->add_option("--fault", options->faults, "What goes wrong, by rule; see below");
-    dsp->add_option("--peer", options->process.bus.peers,
-                    "Of a tcp bus: another process, tcp://HOST:PORT or tcp://HOST:PORT#KEY");
-    dsp->add_option("--keys", options->process.bus.keys,
-                    "Of a tcp bus: the directory that \"mcgw keys\" made");
-    dsp->add_option("--name", options->process.bus.name, "What others see of this process")
-        ->capture_default_str();
+    dsp->add_option("--capture", options->capture,
+                    "Record every message that the boards take and send in this pcapng file")
+        ->type_name("FILE.pcapng");
     dsp->add_flag("--json", options->report.json, "One JSON object per line");
     dsp->add_flag("--quiet", options->report.quiet, "What was counted only");
     dsp->footer(helpText());

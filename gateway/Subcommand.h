@@ -7,6 +7,10 @@ namespace CLI {
 class App;
 }
 
+namespace host {
+struct BusOptions;
+}
+
 namespace gateway {
 
 /** Exit statuses of the program; exitStatusOfFatal stands with the runner. */
@@ -33,6 +37,21 @@ Subcommand addDsp(CLI::App& program);
 
 /** `mcgw keys`. */
 Subcommand addKeys(CLI::App& program);
+
+/** `mcgw capture`. */
+Subcommand addCapture(CLI::App& program);
+
+/** `mcgw inject`. */
+Subcommand addInject(CLI::App& program);
+
+/** `mcgw replay`. */
+Subcommand addReplay(CLI::App& program);
+
+/**
+ * The options of every subcommand that joins the bus: --bus, --peer, --keys, --name.
+ * @param options with the name that is the default; outlives the program's parsing
+ */
+void addBusOptions(CLI::App& command, host::BusOptions& options);
 
 } // namespace gateway
 

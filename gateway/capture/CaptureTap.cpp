@@ -2,6 +2,7 @@
 
 #include "gateway/Text.h"
 
+#include <csignal>
 #include <stdexcept>
 
 namespace gateway {
@@ -17,6 +18,10 @@ void CaptureTap::carried(imc_msg const& message) {
 
 void CaptureTap::refused(imc_msg const& message, std::string const& reason) {
     guarded([&] { writer.writeRefused(message, now(), reason); });
+}
+
+void CaptureTap::received(imc_msg const& message) {
+    guarded([&] { writer.write(message, now()); });
 }
 
 template <typename Write>
@@ -42,6 +47,22 @@ void CaptureTap::end() {
 
 std::chrono::nanoseconds CaptureTap::now() const {
     return dayAtStart + (std::chrono::steady_clock::now() - start);
+}
+
+std::unique_ptr<CaptureTap> startCapture(std::string const& path) {
+    if (path.empty()) {
+        return nullptr;
+    }
+    if (path == "-") {
+        throw std::invalid_argument("capture -: the standard output is for the report");
+    }
+    // Whoever reads a named pipe may leave: that ends the capture, not the calls.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return std::make_unique<CaptureTap>(path);
+    } catch (std::runtime_error const& error) {
+        throw std::invalid_argument(error.what());
+    }
 }
 
 } // namespace gateway

@@ -7,13 +7,15 @@
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace gateway {
 
 /**
- * Records what a transport carries. A message that was refused is recorded with the reason as its
- * comment. When the file can't be written the calls go on, and the end of the capture says so.
+ * Records what a transport carries, and what arrives there from other processes. A message that was
+ * refused is recorded with the reason as its comment. When the file can't be written the calls go
+ * on, and the end of the capture says so.
  */
 class CaptureTap : public host::Tap {
 public:
@@ -22,6 +24,7 @@ public:
 
     void carried(imc_msg const& message) override;
     void refused(imc_msg const& message, std::string const& reason) override;
+    void received(imc_msg const& message) override;
 
     /** @throw std::runtime_error naming the path and what was wrong first */
     void end();
@@ -40,6 +43,12 @@ private:
     std::string fault;
     std::size_t missed = 0;
 };
+
+/**
+ * @return null when the path is empty: there is nothing to record to
+ * @throw std::invalid_argument naming the path and what is wrong
+ */
+std::unique_ptr<CaptureTap> startCapture(std::string const& path);
 
 } // namespace gateway
 

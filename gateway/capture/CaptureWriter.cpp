@@ -3,6 +3,7 @@
 #include "gateway/capture/Pcapng.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,7 +22,8 @@ char const application[] = "mcgw " MCGW_VERSION;
 std::uint8_t const resolution = 9;
 char const refused[] = "refused: ";
 /** An option's length has 16 bits. */
-std::size_t const longestReason = 0xFFFF - (sizeof refused - 1);
+std::size_t const longestOption = 0xFFFF;
+std::size_t const longestReason = longestOption - (sizeof refused - 1);
 
 /** Fields one after the other; big-endian like the messages, which the format leaves to us. */
 class Fields {
@@ -116,24 +118,32 @@ bool mayBeReplaced(int file) {
 } // namespace
 
 CaptureWriter::CaptureWriter(std::string const& itsPath) : path(itsPath), file(-1) {
+    try {
+        openFile();
+        put(sectionHead() + interfaceDescription());
+    } catch (...) {
+        if (file >= 0) {
+            close(file);
+        }
+        throw;
+    }
+}
+
+void CaptureWriter::openFile() {
+    bool const isOutput = path == "-";
     struct stat status {};
-    bool const isFile = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    bool const isFile = !isOutput && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
     // A file is looked into before it is emptied; a pipe can only be opened for writing.
-    file = open(path.c_str(), (isFile ? O_RDWR : O_WRONLY) | O_CREAT | O_CLOEXEC, 0666);
+    file = isOutput ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                    : open(path.c_str(), (isFile ? O_RDWR : O_WRONLY) | O_CREAT | O_CLOEXEC, 0666);
     if (file < 0) {
         fail(std::strerror(errno));
     }
-    try {
-        if (isFile && !mayBeReplaced(file)) {
-            fail("exists and is no capture: it is not overwritten");
-        }
-        if (isFile && ftruncate(file, 0) != 0) {
-            fail(std::strerror(errno));
-        }
-        put(sectionHead() + interfaceDescription());
-    } catch (...) {
-        close(file);
-        throw;
+    if (isFile && !mayBeReplaced(file)) {
+        fail("exists and is no capture: it is not overwritten");
+    }
+    if (isFile && ftruncate(file, 0) != 0) {
+        fail(std::strerror(errno));
     }
 }
 
@@ -143,8 +153,14 @@ CaptureWriter::~CaptureWriter() {
     }
 }
 
-void CaptureWriter::write(imc_msg const& message, std::chrono::nanoseconds time) {
-    writeRecord(message, time, "");
+void CaptureWriter::write(imc_msg const& message, std::chrono::nanoseconds time,
+                          std::string const& comment) {
+    Fields options;
+    if (!comment.empty()) {
+        options.option(pcapng::optionComment, comment.substr(0, longestOption));
+        options.endOptions();
+    }
+    writeRecord(message, time, options.text());
 }
 
 void CaptureWriter::writeRefused(imc_msg const& message, std::chrono::nanoseconds time,
@@ -186,11 +202,19 @@ void CaptureWriter::end(std::chrono::nanoseconds time, std::uint64_t missed) {
     }
 }
 
+bool CaptureWriter::isReaderGone() const {
+    // The writing end of a pipe is in error when its reading end is closed.
+    pollfd polled = {file, 0, 0};
+    return poll(&polled, 1, 0) > 0 && (polled.revents & POLLERR) != 0;
+}
+
 void CaptureWriter::put(std::string const& block) {
     for (std::size_t written = 0; written < block.size();) {
         ssize_t const count = ::write(file, block.data() + written, block.size() - written);
         if (count >= 0) {
             written += static_cast<std::size_t>(count);
+        } else if (errno == EPIPE) {
+            throw ReaderGone("capture " + path + ": " + std::strerror(errno));
         } else if (errno != EINTR) {
             fail(std::strerror(errno));
         }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 namespace gateway {
@@ -14,10 +15,16 @@ namespace gateway {
  * nanoseconds. Each block is handed to the system as a whole and at once, so that a capture can be
  * watched while it grows, and stays readable when the process is killed.
  *
- * The path may be a named pipe that somebody reads.
+ * The path may be a named pipe that somebody reads, or "-" for the standard output.
  */
 class CaptureWriter {
 public:
+    /** Nobody reads the pipe any more. */
+    class ReaderGone : public std::runtime_error {
+    public:
+        using std::runtime_error::runtime_error;
+    };
+
     /**
      * Starts the file. A capture that is there already is replaced, as every capture program does;
      * any other file that holds something stays as it is.
@@ -32,9 +39,11 @@ public:
     /**
      * Records a message that was carried.
      * @param time since 1970
-     * @throw std::runtime_error naming the path and what is wrong
+     * @param comment what there is to say; empty for nothing
+     * @throw std::runtime_error naming the path and what is wrong, ReaderGone of a pipe
      */
-    void write(imc_msg const& message, std::chrono::nanoseconds time);
+    void write(imc_msg const& message, std::chrono::nanoseconds time,
+               std::string const& comment = "");
 
     /** Records a message that nobody took, flagged as outbound, and why as its comment. */
     void writeRefused(imc_msg const& message, std::chrono::nanoseconds time,
@@ -47,10 +56,17 @@ public:
      */
     void end(std::chrono::nanoseconds time, std::uint64_t missed);
 
+    /** Whether the file is a pipe that nobody reads any more. */
+    bool isReaderGone() const;
+
+    /** How many messages were recorded. */
+    std::uint64_t written() const { return records; }
+
 private:
     void writeRecord(imc_msg const& message, std::chrono::nanoseconds time,
                      std::string const& options);
     void put(std::string const& block);
+    void openFile();
     [[noreturn]] void fail(std::string const& what) const;
 
     std::string path;

@@ -77,6 +77,11 @@ void BusExchange::awaitPeers() {
     changed.wait_for(lock, setup.linkWait, [&] { return unresolved == 0; });
 }
 
+bool BusExchange::isResolved() const {
+    Lock const lock(mutex);
+    return unresolved == 0;
+}
+
 void BusExchange::send(imc_msg const& message) {
     unsigned char const sid = message.destinationSid;
     Lock lock(mutex);
@@ -193,8 +198,13 @@ void BusExchange::setSenders(std::vector<BusHolder> nodes) {
     sending = std::move(nodes);
 }
 
+void BusExchange::watchArrivals(std::function<void(imc_msg const&)> action) {
+    arrivals = std::move(action);
+}
+
 void BusExchange::end() {
     Lock const lock(mutex);
+    arrivals = nullptr;
     attachments.clear();
     listener = nullptr;
     tap = nullptr;
@@ -306,6 +316,9 @@ void BusExchange::deliver(InflowId inflow, std::uint64_t sequence, std::uint32_t
     if (endpoint == nullptr) {
         counters.add(Cause::messageDropped);
     } else {
+        if (inflow != ownInflow && arrivals) {
+            arrivals(message);
+        }
         endpoint->receive(message);
     }
 }

@@ -96,10 +96,14 @@ public:
     std::optional<BusHolder> holderOf(unsigned char sid) const;
     /** Waits until the nodes that were named are linked or can't be, but not for ever. */
     void awaitPeers();
+    /** Whether it would not wait. */
+    bool isResolved() const;
     void send(imc_msg const& message);
     std::vector<BusPeer> peers() const;
     /** The nodes that frames arrive from. */
     std::vector<BusHolder> senders() const;
+    /** @param action is shown each message of another node, before it is delivered */
+    void watchArrivals(std::function<void(imc_msg const&)> action);
     /** Nothing is delivered or reported any more. */
     void end();
     /// @}
@@ -216,6 +220,7 @@ private:
     /// @{
     BusListener* listener;
     BusTapListener* tap;
+    std::function<void(imc_msg const&)> arrivals;
     /// @}
 
     mutable std::mutex mutex;

@@ -5,10 +5,9 @@
 namespace host {
 
 BusTap::BusTap(Dispatcher& loop, Counters& counters, BusOptions const& options,
-               BusTapListener& listener) {
+               BusTapListener& listener, BusListener* bus) {
     auto const place = std::make_shared<BusPlace const>(options);
-    exchange =
-        std::make_shared<BusExchange>(loop, counters, place->setup(true), nullptr, &listener);
+    exchange = std::make_shared<BusExchange>(loop, counters, place->setup(true), bus, &listener);
     wire = std::make_unique<BusWire>(place, exchange, counters);
 }
 

@@ -26,11 +26,12 @@ public:
      * Joins the bus; serves no address.
      * @param dispatcher and counters outlive the tap and the tasks that it leaves in the loop
      * @param listener outlives the tap
+     * @param bus may be null; outlives the tap
      * @throw std::invalid_argument for options that name no bus
      * @throw std::runtime_error when the bus can't be joined
      */
     BusTap(Dispatcher& dispatcher, Counters& counters, BusOptions const& options,
-           BusTapListener& listener);
+           BusTapListener& listener, BusListener* bus = nullptr);
     ~BusTap();
     BusTap(BusTap const&) = delete;
     BusTap& operator=(BusTap const&) = delete;

@@ -14,7 +14,13 @@ BusTransport::BusTransport(Dispatcher& loop, Counters& faults, BusOptions const&
     : counters(faults),
       place(std::make_shared<BusPlace>(options)),
       exchange(std::make_shared<BusExchange>(loop, faults, place->setup(false), listener, nullptr)),
-      wire(std::make_unique<BusWire>(place, exchange, faults)) {}
+      wire(std::make_unique<BusWire>(place, exchange, faults)) {
+    exchange->watchArrivals([this](imc_msg const& message) {
+        if (tap() != nullptr) {
+            tap()->received(message);
+        }
+    });
+}
 
 BusTransport::~BusTransport() {
     exchange->end();
@@ -67,6 +73,12 @@ std::string const& BusTransport::endpoint() const {
 
 std::vector<BusPeer> BusTransport::peers() const {
     return exchange->peers();
+}
+
+bool BusTransport::isSettled() const {
+    // One of those in the directory is this one.
+    return place->directory ? peers().size() + 1 >= place->directory->endpoints().size()
+                            : exchange->isResolved();
 }
 
 } // namespace host

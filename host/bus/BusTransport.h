@@ -55,6 +55,12 @@ public:
     /** The nodes that this one is linked with. */
     std::vector<BusPeer> peers() const;
 
+    /**
+     * Whether it is linked with all nodes that it can know of, taps included, or knows that it
+     * can't be. Looks into the directory of an ipc bus.
+     */
+    bool isSettled() const;
+
 private:
     Counters& counters;
     std::shared_ptr<BusPlace const> place;

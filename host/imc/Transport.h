@@ -17,18 +17,24 @@ public:
 };
 
 /**
- * Watches what a transport carries, such as for a capture. Called on the thread that sends, within
- * `send`; throws nothing and sends nothing.
+ * Watches what a transport carries, such as for a capture. Sees each message once: a message that
+ * both leaves and arrives here is seen when it leaves. Throws nothing and sends nothing.
  */
 class Tap {
 public:
     virtual ~Tap() = default;
 
-    /** A message was taken, as it stands on the bus. */
+    /** A message was taken, as it stands on the bus. Called within `send`. */
     virtual void carried(imc_msg const& message) = 0;
 
-    /** A message was refused, for the reason that its sender is told. */
+    /** A message was refused, for the reason that its sender is told. Called within `send`. */
     virtual void refused(imc_msg const& message, std::string const& reason) = 0;
+
+    /**
+     * A message arrived that another process sent. Called on the loop's thread, before it is
+     * delivered; where a transport has no other processes, never.
+     */
+    virtual void received(imc_msg const& message) { static_cast<void>(message); }
 };
 
 /**

@@ -81,6 +81,8 @@ public:
         seen.push_back({message, reason});
     }
 
+    void received(imc_msg const& message) override { seen.push_back({message, ""}); }
+
     struct Seen {
         imc_msg message;
         std::string reason;
@@ -264,6 +266,34 @@ TYPED_TEST(TransportContract, ShowsATapWhatItCarriesAndWhatItRefuses) {
     this->sender().setTap(nullptr);
     this->sender().send(messageTo(0xFA, 102));
     EXPECT_EQ(tap.seen.size(), 2U);
+}
+
+TYPED_TEST(TransportContract, ShowsATapOfTheReceiverWhatArrivesOnce) {
+    KeepingTap tap;
+    this->receiver().setTap(&tap);
+    this->receiver().attach(0xFA, this->board);
+    this->sender().send(messageTo(0xFA, 100));
+    this->sender().send(messageTo(0xFA, 101));
+    ASSERT_TRUE(this->awaitReceived(2));
+    ASSERT_EQ(tap.seen.size(), 2U);
+    EXPECT_EQ(tap.seen[0].message.messageId, 100U);
+    EXPECT_EQ(tap.seen[1].message.messageId, 101U);
+    EXPECT_EQ(tap.seen[1].reason, "");
+    this->receiver().setTap(nullptr);
+    this->sender().send(messageTo(0xFA, 102));
+    ASSERT_TRUE(this->awaitReceived(3));
+    EXPECT_EQ(tap.seen.size(), 2U);
+}
+
+TYPED_TEST(TransportContract, ShowsATapNothingThatIsNotDelivered) {
+    KeepingTap tap;
+    this->receiver().attach(0xFA, this->board);
+    ASSERT_TRUE(this->await([&] { return this->ends->hasHeardOf(1); }));
+    this->sender().send(messageTo(0xFA, 100));
+    this->receiver().setTap(&tap);
+    this->receiver().detach(0xFA);
+    ASSERT_TRUE(this->await([&] { return this->ends->dropped() == 1; }));
+    EXPECT_TRUE(tap.seen.empty());
 }
 
 } // namespace

@@ -7,6 +7,11 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <fstream>
 #include <iterator>
 
@@ -75,6 +80,56 @@ TEST_F(CaptureWriterTest, aRefusedMessageIsFlaggedAndHasItsReason) {
                            format.word(1036) + bytesOfMessage(command) +
                            format.option(1, "refused: why") + format.option(2, format.word(2)) +
                            format.word(0)));
+}
+
+TEST_F(CaptureWriterTest, aCommentIsAnOptionOfTheRecord) {
+    CaptureWriter writer(path);
+    std::size_t const begin = contentOf(path).size();
+    writer.write(command, nanoseconds(1), "look");
+    CaptureBytes const format(true);
+    EXPECT_EQ(contentOf(path).substr(begin),
+              block(6, format.word(0) + format.word(0) + format.word(1) + format.word(1036) +
+                           format.word(1036) + bytesOfMessage(command) + format.option(1, "look") +
+                           format.word(0)));
+    EXPECT_FALSE(gateway::readCapture(path).records.at(0).isRefused);
+    EXPECT_EQ(writer.written(), 1U);
+}
+
+TEST_F(CaptureWriterTest, aCommentThatIsTooLongForTheFormatIsCut) {
+    CaptureWriter writer(path);
+    writer.write(command, nanoseconds(1), std::string(100000, 'x'));
+    EXPECT_EQ(gateway::readCapture(path).records.at(0).comment.size(), 65535U);
+}
+
+TEST_F(CaptureWriterTest, tellsThatTheReaderOfAPipeIsGone) {
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    int const reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    auto const before = std::signal(SIGPIPE, SIG_IGN);
+    CaptureWriter writer(path);
+    writer.write(command, nanoseconds(1));
+    EXPECT_FALSE(writer.isReaderGone());
+    close(reader);
+    EXPECT_TRUE(writer.isReaderGone());
+    EXPECT_THROW(writer.write(command, nanoseconds(2)), CaptureWriter::ReaderGone);
+    std::signal(SIGPIPE, before);
+}
+
+TEST_F(CaptureWriterTest, aFileHasNoReaderThatCouldBeGone) {
+    CaptureWriter const writer(path);
+    EXPECT_FALSE(writer.isReaderGone());
+}
+
+TEST_F(CaptureWriterTest, aTapRecordsWhatIsSentAndWhatArrives) {
+    CaptureTap tap(path);
+    tap.carried(command);
+    tap.received(acknowledgementFrom(0x10, 102, 3));
+    tap.end();
+    auto const records = gateway::readCapture(path).records;
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(gateway::messageOf(records[0]).messageId, 102U);
+    EXPECT_EQ(gateway::messageOf(records[1]).messageId, 103U);
+    EXPECT_FALSE(records[1].isRefused);
 }
 
 TEST_F(CaptureWriterTest, aReasonThatIsTooLongForTheFormatIsCut) {

@@ -42,6 +42,15 @@ if(MC_BUILD_BUS)
   set_target_properties(MC_zeromq PROPERTIES
     IMPORTED_LOCATION "${MC_ZEROMQ_LIBRARY}"
     INTERFACE_INCLUDE_DIRECTORIES "${MC_ZEROMQ_HEADERS}")
+
+  # The console's line editor: what attaches to a session is on the bus too.
+  find_path(MC_LIBEDIT_HEADERS histedit.h REQUIRED)
+  find_library(MC_LIBEDIT_LIBRARY edit REQUIRED)
+  mark_as_advanced(MC_LIBEDIT_HEADERS MC_LIBEDIT_LIBRARY)
+  add_library(MC_libedit UNKNOWN IMPORTED GLOBAL)
+  set_target_properties(MC_libedit PROPERTIES
+    IMPORTED_LOCATION "${MC_LIBEDIT_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${MC_LIBEDIT_HEADERS}")
 endif()
 
 if(MC_BUILD_WORKBENCH OR MC_BUILD_BENCHMARKS)

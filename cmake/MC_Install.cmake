@@ -85,6 +85,7 @@ if(MC_BUILD_WORKBENCH)
     "${PROJECT_SOURCE_DIR}/docs/call-files.md"
     "${PROJECT_SOURCE_DIR}/docs/captures.md"
     "${PROJECT_SOURCE_DIR}/docs/tools.md"
+    "${PROJECT_SOURCE_DIR}/docs/console.md"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw" COMPONENT mcgw)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/calls"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw/examples" COMPONENT mcgw)

@@ -65,6 +65,19 @@ Report::Json toJson(Summary const& summary) {
             {"refusals", summary.refusals}};
 }
 
+Summary summaryFrom(Report::Json const& object) {
+    Summary summary;
+    summary.steps = object.at("steps");
+    summary.stepsDone = object.at("steps_done");
+    summary.held = object.at("expectations_held");
+    summary.failed = object.at("failures");
+    summary.commands = object.at("commands");
+    summary.events = object.at("events");
+    summary.callbacks = object.at("callbacks");
+    summary.refusals = object.at("refusals");
+    return summary;
+}
+
 std::string toText(Summary const& summary) {
     std::string const steps =
         summary.stepsDone == summary.steps
@@ -93,6 +106,9 @@ void add(Summary& total, Summary const& more) {
 Report::Report(std::ostream& stream, ReportOptions const& how) : out(stream), options(how) {}
 
 double Report::milliseconds() const {
+    if (shownTime) {
+        return *shownTime;
+    }
     if (!start) {
         return 0;
     }
@@ -168,14 +184,18 @@ void Report::note(std::string const& text) {
 void Report::failure(std::string const& file, unsigned line, std::string const& operation,
                      Failure const& what) {
     if (options.json) {
-        writeJson({{"type", "failure"},
-                   {"time_ms", milliseconds()},
-                   {"file", file},
-                   {"line", line},
-                   {"operation", operation},
-                   {"what", what.what},
-                   {"expected", what.expected},
-                   {"seen", what.seen}});
+        Json object = {{"type", "failure"},
+                       {"time_ms", milliseconds()},
+                       {"file", file},
+                       {"line", line},
+                       {"operation", operation},
+                       {"what", what.what},
+                       {"expected", what.expected},
+                       {"seen", what.seen}};
+        if (what.isOnlySeen) {
+            object["only_seen"] = true;
+        }
+        writeJson(object);
     } else {
         std::string const place = file + (line == 0 ? "" : ":" + std::to_string(line));
         std::string const expected = what.isOnlySeen ? "" : listing("expected  ", what.expected);
@@ -195,6 +215,36 @@ void Report::endFile(std::string const& path, Summary const& summary) {
         writeJson(object);
     } else {
         out << (options.quiet ? "" : "\n") << path << ": " << toText(summary) << '\n' << std::flush;
+    }
+}
+
+void Report::show(Json const& entry) {
+    try {
+        shownTime = entry.value("time_ms", 0.0);
+        showKnown(entry);
+    } catch (Json::exception const&) {
+        writeJson(entry);
+    }
+    shownTime.reset();
+}
+
+void Report::showKnown(Json const& each) {
+    std::string const type = each.at("type");
+    if (type == "file") {
+        beginFile(each.at("file"), each.at("title"));
+    } else if (type == "note") {
+        note(each.at("text"));
+    } else if (type == "failure") {
+        failure(each.at("file"), each.at("line"), each.at("operation"),
+                {each.at("what"), each.at("expected"), each.at("seen"),
+                 each.value("only_seen", false)});
+    } else if (type == "file_summary") {
+        endFile(each.at("file"), summaryFrom(each));
+    } else if (type != "summary") {
+        // What a board could not take is told with the board, as its messages tell it themselves.
+        std::string const from =
+            type == "board" ? " from=" + each.at("from").get<std::string>() : "";
+        entry(type, each.at("text").get<std::string>() + from, each);
     }
 }
 

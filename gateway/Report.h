@@ -85,6 +85,12 @@ public:
 
     void endFile(std::string const& path, Summary const& summary);
 
+    /**
+     * An entry of a call that another report wrote as JSON, as this one would have shown it. One
+     * that is no such entry is shown as the JSON that it is.
+     */
+    void show(Json const& entry);
+
     /** After the last file that ran. */
     void end();
 
@@ -95,6 +101,7 @@ private:
     };
 
     double milliseconds() const;
+    void showKnown(Json const& entry);
     void writeJson(Json const& object);
     void writeNotRun(Awaited const& file);
     void writeLine(std::string const& kind, std::string const& text);
@@ -102,6 +109,8 @@ private:
     std::ostream& out;
     ReportOptions options;
     std::optional<std::chrono::steady_clock::time_point> start;
+    /** Of an entry that is shown, in the place of the clock. */
+    std::optional<double> shownTime;
     /** Files that have not begun. */
     std::deque<Awaited> awaited;
     std::size_t files = 0;

@@ -53,6 +53,9 @@ Subcommand addReplay(CLI::App& program);
  */
 void addBusOptions(CLI::App& command, host::BusOptions& options);
 
+/** `mcgw console`. */
+Subcommand addConsole(CLI::App& program);
+
 } // namespace gateway
 
 #endif

@@ -15,10 +15,10 @@ using gateway::Subcommand;
 /** All subcommands that this build has. */
 std::vector<Subcommand> addAll(CLI::App& program) {
     return {
-        gateway::addCall(program),   gateway::addMsc(program),
+        gateway::addCall(program),    gateway::addMsc(program),
 #ifdef MC_HAS_BUS
-        gateway::addDsp(program),    gateway::addKeys(program),   gateway::addCapture(program),
-        gateway::addInject(program), gateway::addReplay(program),
+        gateway::addDsp(program),     gateway::addKeys(program),   gateway::addConsole(program),
+        gateway::addCapture(program), gateway::addInject(program), gateway::addReplay(program),
 #endif
     };
 }

@@ -86,6 +86,7 @@ if(MC_BUILD_WORKBENCH)
     "${PROJECT_SOURCE_DIR}/docs/captures.md"
     "${PROJECT_SOURCE_DIR}/docs/tools.md"
     "${PROJECT_SOURCE_DIR}/docs/console.md"
+    "${PROJECT_SOURCE_DIR}/docs/load.md"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw" COMPONENT mcgw)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/calls"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw/examples" COMPONENT mcgw)
@@ -181,7 +182,7 @@ and a DSP board in software, and checks what is expected of them. Records the
 messages of a call, draws them as a message sequence chart, and has a
 dissector of them for Wireshark."
     NEEDS libmc-api1 libmc-host1
-    SUGGESTS graphviz wireshark
+    SUGGESTS gnuplot-nox graphviz wireshark
     CONTAINS cppzmq-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev)
 endif()
 

@@ -37,12 +37,14 @@ BoardProcess::~BoardProcess() = default;
 
 ServedBoard::Tap BoardProcess::tapOf() {
     ServedBoard::Tap result;
-    result.command = [this](Message const& command) {
-        report.entry("command", command.text(), toJson(command));
-    };
-    result.event = [this](Message const& event) {
-        report.entry("event", event.text(), toJson(event));
-    };
+    if (!report.isQuiet()) {
+        result.command = [this](Message const& command) {
+            report.entry("command", command.text(), toJson(command));
+        };
+        result.event = [this](Message const& event) {
+            report.entry("event", event.text(), toJson(event));
+        };
+    }
     result.report = [this](std::string const& board, std::string const& text) {
         report.entry("board", text + " from=" + board, {{"from", board}, {"text", text}});
     };

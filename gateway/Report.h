@@ -57,6 +57,9 @@ public:
     /** @param stream stays valid as long as the report */
     Report(std::ostream& stream, ReportOptions const& options);
 
+    /** Entries are not shown, so that nobody needs to make them. */
+    bool isQuiet() const { return options.quiet; }
+
     /** A file that is going to run. When it never begins, the end names it as not run. */
     void expectFile(std::string const& path, std::size_t steps);
 

@@ -49,7 +49,9 @@ std::unique_ptr<dsp::Board> ServedBoard::newBoard() {
 }
 
 void ServedBoard::receive(imc_msg const& message) {
-    tap.command(describe(message, "to", entry.ip));
+    if (tap.command) {
+        tap.command(describe(message, "to", entry.ip));
+    }
     FaultVerdict const verdict = judge(Traffic::command, message);
     if (verdict.isRestarting) {
         restart();
@@ -101,7 +103,9 @@ void ServedBoard::emit(imc_msg const& event) {
 }
 
 void ServedBoard::send(imc_msg const& event) {
-    tap.event(describe(event, "from", entry.ip));
+    if (tap.event) {
+        tap.event(describe(event, "from", entry.ip));
+    }
     try {
         transport.send(event);
     } catch (std::runtime_error const& error) {

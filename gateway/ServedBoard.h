@@ -26,6 +26,7 @@ class ServedBoard : public host::Endpoint {
 public:
     /** What somebody may want to see of the board; called on the thread of the dispatch loop. */
     struct Tap {
+        /** These two may be empty: a message that nobody sees is not put into words. */
         std::function<void(Message const& command)> command;
         std::function<void(Message const& event)> event;
         /** The board could not take something, or get rid of it. */

@@ -35,6 +35,9 @@ Subcommand addMsc(CLI::App& program);
 /** `mcgw dsp`. */
 Subcommand addDsp(CLI::App& program);
 
+/** `mcgw load`. */
+Subcommand addLoad(CLI::App& program);
+
 /** `mcgw keys`. */
 Subcommand addKeys(CLI::App& program);
 

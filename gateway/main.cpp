@@ -19,6 +19,7 @@ std::vector<Subcommand> addAll(CLI::App& program) {
 #ifdef MC_HAS_BUS
         gateway::addDsp(program),     gateway::addKeys(program),   gateway::addConsole(program),
         gateway::addCapture(program), gateway::addInject(program), gateway::addReplay(program),
+        gateway::addLoad(program),
 #endif
     };
 }

@@ -1,20 +1,11 @@
 #include "gateway/msc/PictureChart.h"
 
+#include "gateway/ExternalTool.h"
 #include "gateway/msc/Wrap.h"
 
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iomanip>
 #include <sstream>
 #include <stdexcept>
@@ -251,48 +242,6 @@ private:
     std::size_t nodes = 0;
 };
 
-/** A file for as long as the tool needs it. */
-class TemporaryFile {
-public:
-    explicit TemporaryFile(std::string const& content) {
-        int const file = mkstemp(name.data());
-        if (file < 0) {
-            throw std::runtime_error("no temporary file: " + std::string(std::strerror(errno)));
-        }
-        close(file);
-        std::ofstream(name) << content;
-    }
-    ~TemporaryFile() { unlink(name.c_str()); }
-    TemporaryFile(TemporaryFile const&) = delete;
-    TemporaryFile& operator=(TemporaryFile const&) = delete;
-
-    std::string const& path() const { return name; }
-
-private:
-    std::string name = (std::filesystem::temp_directory_path() / "mcgw-msc-XXXXXX").string();
-};
-
-/** Runs the program to its end. @throw std::runtime_error naming the Debian package to install */
-void run(std::vector<std::string> arguments, std::string const& package) {
-    std::vector<char*> pointers;
-    std::transform(arguments.begin(), arguments.end(), std::back_inserter(pointers),
-                   [](std::string& each) { return each.data(); });
-    pointers.push_back(nullptr);
-    pid_t process = 0;
-    int const error =
-        posix_spawnp(&process, pointers[0], nullptr, nullptr, pointers.data(), environ);
-    if (error != 0) {
-        throw std::runtime_error(arguments[0] + ": " + std::strerror(error) + ": pictures need " +
-                                 "the package " + package + " (apt-get install " + package + ")");
-    }
-    int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        throw std::runtime_error(arguments[0] + " did not draw the picture");
-    }
-}
-
 } // namespace
 
 std::string pictureSource(Chart const& chart) {
@@ -301,14 +250,14 @@ std::string pictureSource(Chart const& chart) {
 
 void drawPicture(Chart const& chart, PictureFormat format, std::string const& path) {
     Picture picture(chart);
-    TemporaryFile const source(picture.draw());
+    ToolInput const source(picture.draw());
     bool const isPng = format == PictureFormat::png;
     if (isPng && picture.height() > highestPng) {
         throw std::runtime_error(path + ": the chart is too long for a PNG: draw an SVG, or choose "
                                         "messages with --dsp or --sid");
     }
     // -n: everything has its place already.
-    run({"neato", "-n", isPng ? "-Tpng" : "-Tsvg", "-o" + path, source.path()}, "graphviz");
+    runTool({"neato", "-n", isPng ? "-Tpng" : "-Tsvg", "-o" + path, source.path()}, "graphviz");
 }
 
 } // namespace gateway

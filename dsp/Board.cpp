@@ -62,7 +62,7 @@ struct Board::State {
     }
 
     Outcome take(CommandKind const& kind, imc_msg const& message);
-    Outcome execute(CommandKind const& kind, Command const& command);
+    Outcome execute(CommandKind const& kind, Command const& command, std::uint8_t sender);
     void refuse(imc_msg const& message, Refused const& refusal);
     void acknowledge(imc_msg const& command, Outcome const& outcome);
     void raise(Event const& event, std::uint8_t to) { sink(encodeEvent(event, sid, to)); }
@@ -96,10 +96,11 @@ Outcome Board::State::take(CommandKind const& kind, imc_msg const& message) {
         ++counters.at(nonzeroReservedCounter);
         tell(std::string(nonzeroReservedCounter) + ": " + describe(message));
     }
-    return execute(kind, decoded->command);
+    return execute(kind, decoded->command, message.sourceSid);
 }
 
-Outcome Board::State::execute(CommandKind const& kind, Command const& command) {
+Outcome Board::State::execute(CommandKind const& kind, Command const& command,
+                              std::uint8_t sender) {
     unsigned const dsp = dspOf(command);
     if (dsp >= channels.size()) {
         return refused(Cause::noSuchChannel, "");
@@ -114,7 +115,7 @@ Outcome Board::State::execute(CommandKind const& kind, Command const& command) {
     if (!badValue.empty()) {
         return refused(Cause::badParameter, badValue);
     }
-    return channels.apply(command);
+    return channels.apply(command, sender);
 }
 
 void Board::State::refuse(imc_msg const& message, Refused const& refusal) {
@@ -143,6 +144,10 @@ Board::~Board() = default;
 
 unsigned char Board::sid() const {
     return state->sid;
+}
+
+unsigned Board::channels() const {
+    return state->channels.size();
 }
 
 void Board::receive(imc_msg const& command) {

@@ -34,6 +34,11 @@ struct Path {
     unsigned codec = 0;
     /** IP protocol number of the last open command, 17 UDP or 6 TCP. */
     unsigned faxProtocol = 0;
+    /** @name IMC addresses of the clients that opened it, 0 while it is closed */
+    /// @{
+    std::uint8_t voiceOpener = 0;
+    std::uint8_t faxOpener = 0;
+    /// @}
     /** @name From the open-voice command, then from each update */
     /// @{
     Address remoteAddress{};
@@ -117,6 +122,9 @@ public:
     Board& operator=(Board const&) = delete;
 
     unsigned char sid() const;
+
+    /** How many DSP channels it has. */
+    unsigned channels() const;
 
     /** Takes one command. Never throws for anything that a message may hold. */
     void receive(imc_msg const& command);

@@ -55,7 +55,8 @@ Channel const& ChannelBank::at(unsigned dsp) const {
     return channels[dsp];
 }
 
-Outcome ChannelBank::apply(Command const& command) {
+Outcome ChannelBank::apply(Command const& command, std::uint8_t sender) {
+    client = sender;
     return std::visit([this](auto const& any) { return carryOut(any); }, command);
 }
 
@@ -75,6 +76,7 @@ Outcome ChannelBank::carryOut(OpenVoice const& command) {
         return refused(Cause::noPortLeft, "voice");
     }
     path.voiceOpen = true;
+    path.voiceOpener = client;
     path.localRtpPort = *port;
     path.codec = command.codec;
     path.faxProtocol = command.faxProtocol;
@@ -98,6 +100,7 @@ Outcome ChannelBank::carryOut(CloseVoice const& command) {
     }
     ports.release(path.localRtpPort);
     path.voiceOpen = false;
+    path.voiceOpener = 0;
     path.localRtpPort = 0;
     tidy(channels.at(command.dsp));
     return Done{};
@@ -139,6 +142,7 @@ Outcome ChannelBank::carryOut(OpenFax const& command) {
         return refused(Cause::noPortLeft, "fax");
     }
     path.faxOpen = true;
+    path.faxOpener = client;
     path.localFaxPort = *port;
     path.faxProtocol = command.protocol;
     return Done{*port};
@@ -151,6 +155,7 @@ Outcome ChannelBank::carryOut(CloseFax const& command) {
     }
     ports.release(path.localFaxPort);
     path.faxOpen = false;
+    path.faxOpener = 0;
     path.localFaxPort = 0;
     tidy(channels.at(command.dsp));
     return Done{};

@@ -46,8 +46,11 @@ public:
     /** @throw std::out_of_range when there is no such channel */
     Channel const& at(unsigned dsp) const;
 
-    /** Carries out a command whose channel exists and whose values are good, or refuses it. */
-    Outcome apply(Command const& command);
+    /**
+     * Carries out a command whose channel exists and whose values are good, or refuses it.
+     * @param sender IMC address of the client
+     */
+    Outcome apply(Command const& command, std::uint8_t sender);
 
 private:
     Outcome carryOut(OpenVoice const& command);
@@ -67,6 +70,8 @@ private:
     Path& pathOf(Directed const& command);
 
     std::vector<Channel> channels;
+    /** Of the command that is carried out. */
+    std::uint8_t client = 0;
     PortPool ports;
 };
 

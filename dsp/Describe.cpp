@@ -2,6 +2,7 @@
 #include "dsp/Cause.h"
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
+#include "dsp/Service.h"
 #include "dsp/Spelling.h"
 
 #include <arpa/inet.h>
@@ -87,6 +88,8 @@ public:
         add(name, std::to_string(value), value != 0 && words != nullptr ? words : "");
     }
 
+    void text(char const* name, std::string const& value) { add(name, value); }
+
 private:
     void add(char const* name, std::string const& value, std::string const& remark = "") {
         list.push_back({name, value, remark});
@@ -131,6 +134,98 @@ Description commandFields(CommandKind const& kind, imc_msg const& message) {
     return description;
 }
 
+Description malformedService(imc_msg const& message) {
+    return {
+        std::string(serviceName(message.messageId)) + " malformed", {}, ":" + payloadText(message)};
+}
+
+Description requestFields(imc_msg const& message) {
+    auto const tag = decodeAuditRequest(message);
+    if (!tag) {
+        return malformedService(message);
+    }
+    Printer printer;
+    printer.number("tag", *tag);
+    return {serviceName(message.messageId), printer.list};
+}
+
+unsigned openPaths(std::vector<PathState> const& paths) {
+    return static_cast<unsigned>(std::count_if(paths.begin(), paths.end(), [](auto const& path) {
+        return path.voiceOpen || path.faxOpen;
+    }));
+}
+
+std::string hexadecimal(std::uint64_t value) {
+    std::string text = "0x";
+    for (unsigned shift = 64; shift != 0; shift -= 8) {
+        text += hexadecimal(static_cast<std::uint8_t>(value >> (shift - 8)));
+    }
+    return text;
+}
+
+Description answerFields(imc_msg const& message) {
+    auto const answer = decodeAuditAnswer(message);
+    if (!answer) {
+        return malformedService(message);
+    }
+    Printer printer;
+    printer.number("tag", answer->tag);
+    printer.text("incarnation", hexadecimal(answer->incarnation));
+    printer.number("channels", answer->in.size());
+    printer.number("open", openPaths(answer->in) + openPaths(answer->out));
+    return {serviceName(message.messageId), printer.list};
+}
+
+std::string textOf(Direction value) {
+    bool const isOne = value == Direction::in || value == Direction::out;
+    return isOne ? directionName(value) : std::to_string(static_cast<int>(value));
+}
+
+void spellValues(Printer& printer, Order const& order) {
+    switch (order.kind) {
+    case Order::Kind::dtmf:
+        printer.text("direction", textOf(order.direction));
+        printer.number("digit", order.value8);
+        printer.milliseconds("duration", order.value32);
+        return;
+    case Order::Kind::faxTone:
+        return;
+    case Order::Kind::alert:
+        printer.text("direction", textOf(order.direction));
+        printer.number("value", order.value32);
+        return;
+    case Order::Kind::failNext:
+        printer.error("error", order.value8);
+        return;
+    }
+    printer.number("kind", static_cast<unsigned>(order.kind));
+}
+
+Description orderFields(imc_msg const& message) {
+    auto const order = decodeOrder(message);
+    if (!order) {
+        return malformedService(message);
+    }
+    char const* const name = orderName(order->kind);
+    Printer printer;
+    printer.number("dsp", order->dsp);
+    spellValues(printer, *order);
+    return {serviceName(message.messageId) + (name == nullptr ? "" : std::string(" ") + name),
+            printer.list};
+}
+
+Description serviceFields(imc_msg const& message) {
+    switch (static_cast<Service>(std::uint32_t{message.messageId})) {
+    case Service::auditRequest:
+        return requestFields(message);
+    case Service::auditAnswer:
+        return answerFields(message);
+    case Service::order:
+        break;
+    }
+    return orderFields(message);
+}
+
 } // namespace
 
 Description fields(imc_msg const& message) {
@@ -140,6 +235,9 @@ Description fields(imc_msg const& message) {
     if (Kind const* const kind = findEvent(message.messageId)) {
         auto const event = decodeEvent(message);
         return event ? Description{title(*kind), fieldsOf(*event)} : malformed(*kind, message);
+    }
+    if (serviceName(message.messageId) != nullptr) {
+        return serviceFields(message);
     }
     return {"unknown message " + std::to_string(std::uint32_t{message.messageId}),
             {},

@@ -51,6 +51,9 @@ ServedBoard::Tap BoardProcess::tapOf() {
     result.fault = [this](std::string const& board, std::string const& rule) {
         report.entry("fault", rule + " at=" + board, {{"at", board}, {"rule", rule}});
     };
+    result.order = [this](Message const& order) {
+        report.entry("order", order.text(), toJson(order));
+    };
     return result;
 }
 
@@ -84,7 +87,7 @@ void BoardProcess::claimLost(unsigned char sid, BusHolder const& holder) {
     auto const board = std::find_if(boards.begin(), boards.end(),
                                     [sid](auto const& each) { return each->sid() == sid; });
     if (board != boards.end()) {
-        lost.emplace_back(sidText(sid), (*board)->itself().counters());
+        lost.emplace_back(sidText(sid), (*board)->counters());
         boards.erase(board);
     }
     if (boards.empty()) {
@@ -108,7 +111,7 @@ void BoardProcess::reportCounter(std::string const& of, std::string const& name,
 void BoardProcess::end() {
     CountersOfBoards ofBoards = lost;
     for (auto const& board : boards) {
-        ofBoards.emplace_back(sidText(board->sid()), board->itself().counters());
+        ofBoards.emplace_back(sidText(board->sid()), board->counters());
     }
     boards.clear();
     transport.reset();

@@ -1,5 +1,6 @@
 #include "gateway/CallFile.h"
 #include "gateway/CallRunner.h"
+#include "gateway/LocalSite.h"
 #include "gateway/Report.h"
 #include "gateway/Subcommand.h"
 #include "gateway/capture/CaptureTap.h"
@@ -96,7 +97,7 @@ int runCalls(CallOptions const& options) {
             }
             throw;
         }
-        CallRunner runner(file, report, options.logLevel);
+        CallRunner runner(std::make_unique<LocalSite>(), file, report, options.logLevel);
         // Each file has a transport of its own.
         host::Workstation::instance().transport().setTap(capture.get());
         isAllHeld = runner.run().failed == 0 && isAllHeld;

@@ -123,20 +123,21 @@ struct CallRunner::Doer {
 
     void operator()(ChannelAction const& action) const {
         runner.set(*channel, action.set);
-        auto const refusal = runner.sessions->perform(nameOf(action.operation).operation, *channel);
+        auto const refusal =
+            runner.site->sessions().perform(nameOf(action.operation).operation, *channel);
         if (refusal) {
             runner.seeRefusal(*refusal);
         }
     }
     void operator()(DtmfAction const& action) const {
-        board().raiseDtmf(channel->dsp, direction(), action.digit, action.duration);
+        order(dsp::Order::Kind::dtmf, action.digit, action.duration);
     }
-    void operator()(FaxToneAction const&) const { board().raiseFaxTone(channel->dsp); }
+    void operator()(FaxToneAction const&) const { order(dsp::Order::Kind::faxTone); }
     void operator()(AlertAction const& action) const {
-        board().raiseAlert(channel->dsp, direction(), action.value);
+        order(dsp::Order::Kind::alert, 0, action.value);
     }
     void operator()(FailNextAction const& action) const {
-        board().failNext(channel->dsp, action.error);
+        order(dsp::Order::Kind::failNext, static_cast<std::uint8_t>(action.error));
     }
     void operator()(ConfigureAction const& action) const {
         runner.configure(action.change);
@@ -152,17 +153,24 @@ struct CallRunner::Doer {
         runner.workstation.setLogLevel(action.level);
     }
 
-    dsp::Board& board() const { return runner.boards->at(channel->sid); }
-    dsp::Direction direction() const { return static_cast<dsp::Direction>(channel->direction); }
+    void order(dsp::Order::Kind kind, std::uint8_t value8 = 0, std::uint32_t value32 = 0) const {
+        auto const direction = static_cast<dsp::Direction>(channel->direction);
+        runner.site->order(channel->sid, {kind, static_cast<std::uint8_t>(channel->dsp), direction,
+                                          value8, value32});
+    }
 };
 
-CallRunner::CallRunner(CallFile const& callFile, Report& to, std::optional<unsigned> level)
-    : file(callFile), report(to), logLevel(level), workstation(host::Workstation::instance()) {}
+CallRunner::CallRunner(std::unique_ptr<CallSite> callSite, CallFile const& callFile, Report& to,
+                       std::optional<unsigned> level)
+    : site(std::move(callSite)),
+      file(callFile),
+      report(to),
+      logLevel(level),
+      workstation(host::Workstation::instance()) {}
 
 CallRunner::~CallRunner() {
-    sessions.reset();
-    boards.reset();
-    workstation.reset();
+    // What the site still has to say is said to this runner.
+    site.reset();
 }
 
 CheckContext CallRunner::context() const {
@@ -181,26 +189,24 @@ void CallRunner::seeMessage(char const* kind, Message const& message) {
     report.entry(kind, message.text(), toJson(message));
 }
 
-Boards::Tap CallRunner::boardsTap() {
-    Boards::Tap tap;
-    tap.command = [this](Message const& command) {
-        ++summary.commands;
-        seen.commands.push_back(command);
-        seeMessage("command", command);
-    };
-    tap.event = [this](Message const& event) {
-        ++summary.events;
-        seen.events.push_back(event);
-        seeMessage("event", event);
-    };
-    tap.report = [this](std::string const& ip, std::string const& text) {
-        report.entry("board", text + " from=" + ip, {{"from", ip}, {"text", text}});
-        bool const isOnRequest = text.rfind("refused: on request", 0) == 0;
-        if (!isOnRequest) {
-            seen.reports.push_back(text);
-        }
-    };
-    return tap;
+void CallRunner::seeCommand(Message const& command) {
+    ++summary.commands;
+    seen.commands.push_back(command);
+    seeMessage("command", command);
+}
+
+void CallRunner::seeEvent(Message const& event) {
+    ++summary.events;
+    seen.events.push_back(event);
+    seeMessage("event", event);
+}
+
+void CallRunner::seeBoardReport(std::string const& board, std::string const& text) {
+    report.entry("board", text + " from=" + board, {{"from", board}, {"text", text}});
+    bool const isOnRequest = text.rfind("refused: on request", 0) == 0;
+    if (!isOnRequest) {
+        seen.reports.push_back(text);
+    }
 }
 
 void CallRunner::seeCallback(Message const& callback) {
@@ -232,13 +238,19 @@ void CallRunner::seeAnswer(std::string const& text) {
     report.entry("answer", plain, {{"text", plain}});
 }
 
-void CallRunner::endByLibrary(int cause) {
+void CallRunner::seeLibraryEnd(int cause) {
+    // Where it goes on all the same, it may want to end again in the same operation.
+    if (std::exchange(isEndedByLibrary, true)) {
+        return;
+    }
     std::vector<std::string> why = seen.errors;
     why.push_back("IMC_Manager::coreDumpExit(" + std::to_string(cause) + ")");
     fail({"the library ended the process", {}, why, true});
-    report.endFile(file.path, summary);
-    report.end();
-    std::_Exit(exitStatusOfFatal);
+    if (site->endsWithLibrary()) {
+        report.endFile(file.path, summary);
+        report.end();
+        std::_Exit(exitStatusOfFatal);
+    }
 }
 
 /* The call file from its beginning to its end */
@@ -269,19 +281,15 @@ void CallRunner::configure(Configuration const& change) {
 
 void CallRunner::set(MC_Channel& channel, std::vector<FieldSetting> const& fields) {
     for (FieldSetting const& setting : fields) {
-        setting.field->set(sessions->manager(), channel, setting.value);
+        setting.field->set(site->sessions().manager(), channel, setting.value);
     }
 }
 
 void CallRunner::prepare() {
-    workstation.setLogSink([this](host::Workstation::LogLine const& line) { seeLog(line); });
-    workstation.setExitAction([this](int cause) { endByLibrary(cause); });
     if (logLevel) {
         workstation.setLogLevel(*logLevel);
     }
-    objectsBefore = workstation.liveObjects();
-    boards.emplace(workstation, file.boards, boardsTap());
-    sessions.emplace([this](Message const& callback) { seeCallback(callback); });
+    site->begin(file, *this);
     configure(file.configuration);
     if (file.isConfigured) {
         workstation.announceConfiguration();
@@ -293,7 +301,7 @@ void CallRunner::prepare() {
 void CallRunner::prepareChannels() {
     doInLoop([this] {
         for (ChannelEntry const& entry : file.channels) {
-            records.push_back(&sessions->create(entry.name));
+            records.push_back(&site->create(entry.name));
             std::uint64_t const before = occurred(unknownBoardCause);
             set(*records.back(), entry.fields);
             if (occurred(unknownBoardCause) != before) {
@@ -321,8 +329,11 @@ bool CallRunner::awaitEvents(Step const& step) {
     host::Dispatcher& loop = workstation.dispatcher();
     auto const end = host::Dispatcher::Clock::now() + file.deadline;
     auto const isDone = [&] {
-        return isComplete(step, seen) && (!step.settle || boards->pending() == 0);
+        bool const isAllThere =
+            site->hasArrived() && isComplete(step, seen) && (!step.settle || site->pending() == 0);
+        return isAllThere || isOver();
     };
+    site->mark();
     // What the step set off in this process is on its way already; the rest is waited for.
     loop.runReady();
     while (!isDone()) {
@@ -362,9 +373,13 @@ void CallRunner::runStep(Step const& step) {
         }
     });
     if (WaitAction const* const wait = std::get_if<WaitAction>(&step.action)) {
-        workstation.dispatcher().runUntil([] { return false; }, wait->time);
+        workstation.dispatcher().runUntil([this] { return isOver(); }, wait->time);
     }
     bool const isInTime = awaitEvents(step);
+    requireSiteGoesOn();
+    if (isEndedByLibrary) {
+        return;
+    }
     judgeStep(step, isInTime);
     ++summary.stepsDone;
 }
@@ -377,9 +392,10 @@ void CallRunner::judgeStep(Step const& step, bool isInTime) {
               " ms"},
              {plural(seen.commands.size(), "command") + ", " + plural(seen.events.size(), "event") +
               ", " + plural(seen.callbacks.size(), "callback") + ", " +
-              plural(boards->pending(), "acknowledgement") + " still to come"}});
+              plural(site->pending(), "acknowledgement") + " still to come"}});
+        site->forget();
     }
-    requireLiveRecords();
+    site->requireLiveRecords();
     seen.unknownBoards = occurred(unknownBoardCause) - unknownBoardsBefore;
     seen.unknownCommands = occurred(unknownCommandCause) - unknownCommandsBefore;
     Verdict const verdict = judge(step, seen, context());
@@ -388,20 +404,18 @@ void CallRunner::judgeStep(Step const& step, bool isInTime) {
                   [this](Failure const& failure) { fail(failure); });
 }
 
-/** Reading a record that was destroyed early would be undefined: the file ends there instead. */
-void CallRunner::requireLiveRecords() const {
-    std::size_t const live = workstation.liveObjects();
-    if (live < objectsBefore + records.size()) {
-        throw std::runtime_error("of " + plural(records.size(), "channel record") +
-                                 " that the Session Manager holds a reference on, " +
-                                 std::to_string(objectsBefore + records.size() - live) +
-                                 " did not live on");
+void CallRunner::requireSiteGoesOn() const {
+    if (site->isEnding()) {
+        throw std::runtime_error("the session ends");
     }
 }
 
 void CallRunner::runSteps() {
     for (Step const& step : file.steps) {
         runStep(step);
+        if (isEndedByLibrary) {
+            return;
+        }
     }
     current = nullptr;
     place = "end of the file";
@@ -428,17 +442,8 @@ void CallRunner::checkListings() {
 
 void CallRunner::finish() {
     checkListings();
-    auto const stillListed = std::count_if(records.begin(), records.end(), [](auto const* each) {
-        return SessionManager::listings(*each) != 0;
-    });
-    sessions.reset();
-    boards.reset();
-    std::size_t const expected = objectsBefore + static_cast<std::size_t>(stillListed);
-    if (workstation.liveObjects() != expected) {
-        fail({"references",
-              {"all returned"},
-              {plural(workstation.liveObjects(), "object") + " left, " + std::to_string(expected) +
-               " of them rightly"}});
+    if (auto const leftOver = site->end()) {
+        fail(*leftOver);
     }
     checkPlatform();
 }
@@ -458,9 +463,12 @@ std::uint64_t CallRunner::occurred(char const* cause) const {
 void CallRunner::checkPlatform() {
     std::set<std::string> const judgedElsewhere = {"imc.post_refused", unknownBoardCause,
                                                    unknownCommandCause, "environment.bad_value"};
+    auto const before = site->countersBefore();
     for (auto const& [cause, count] : workstation.counters()) {
-        if (judgedElsewhere.count(cause) == 0) {
-            fail({"faults of the platform", {}, {cause + ": " + std::to_string(count)}, true});
+        auto const known = before.find(cause);
+        std::uint64_t const risen = count - (known == before.end() ? 0 : known->second);
+        if (risen != 0 && judgedElsewhere.count(cause) == 0) {
+            fail({"faults of the platform", {}, {cause + ": " + std::to_string(risen)}, true});
         }
     }
 }
@@ -475,11 +483,15 @@ Summary CallRunner::run() {
         report.startClock();
         runSteps();
         finish();
+    } catch (CallFileError const& error) {
+        fail({std::string("the call file can't be run here: ") + error.what(), {}, {}, true});
+        site->abandon();
     } catch (std::exception const& error) {
         fail({std::string("the call file could not be run to its end: ") + error.what(),
               {},
               {},
               true});
+        site->abandon();
     }
     report.endFile(file.path, summary);
     return summary;

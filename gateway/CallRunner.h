@@ -1,8 +1,8 @@
 #ifndef GATEWAY_CALLRUNNER_H
 #define GATEWAY_CALLRUNNER_H
 
-#include "gateway/Boards.h"
 #include "gateway/CallFile.h"
+#include "gateway/CallSite.h"
 #include "gateway/Report.h"
 #include "gateway/SessionManager.h"
 #include "gateway/Verdict.h"
@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,16 +24,19 @@ namespace gateway {
 constexpr int exitStatusOfFatal = 3;
 
 /**
- * Places the calls of one call file: runs its steps one after the other and judges what comes of
- * each. It takes the workstation as it is, and puts it back to its start when it is deleted; the
- * library's traces and errors go to the report. When the library ends the process, the report says
- * at which step, and the program ends with its own status.
+ * Places the calls of one call file at a site: runs its steps one after the other and judges what
+ * comes of each. The library's traces and errors go to the report. When the library ends the
+ * process, the report says at which step; the program ends with its own status, or the site goes
+ * on without the rest of the file.
+ *
+ * It runs the dispatch loop, and so is used outside of its tasks.
  */
-class CallRunner {
+class CallRunner : private CallSiteListener {
 public:
-    /** @param logLevel of the library; nothing for what the environment says */
-    CallRunner(CallFile const& file, Report& report, std::optional<unsigned> logLevel);
-    ~CallRunner();
+    /** @param logLevel of the library; nothing to leave it as it is */
+    CallRunner(std::unique_ptr<CallSite> site, CallFile const& file, Report& report,
+               std::optional<unsigned> logLevel);
+    ~CallRunner() override;
     CallRunner(CallRunner const&) = delete;
     CallRunner& operator=(CallRunner const&) = delete;
 
@@ -53,31 +57,33 @@ private:
     void doInLoop(std::function<void()> const& task);
     bool awaitEvents(Step const& step);
     void judgeStep(Step const& step, bool isInTime);
-    void requireLiveRecords() const;
     void checkListings();
     void checkPlatform();
     std::uint64_t occurred(char const* cause) const;
 
-    Boards::Tap boardsTap();
-    void seeCallback(Message const& callback);
-    void seeLog(host::Workstation::LogLine const& line);
+    void seeCommand(Message const& command) override;
+    void seeEvent(Message const& event) override;
+    void seeCallback(Message const& callback) override;
+    void seeBoardReport(std::string const& board, std::string const& text) override;
+    void seeLog(host::Workstation::LogLine const& line) override;
+    void seeLibraryEnd(int cause) override;
     void seeMessage(char const* kind, Message const& message);
     void seeRefusal(std::string const& text);
     void seeAnswer(std::string const& text);
-    [[noreturn]] void endByLibrary(int cause);
+    bool isOver() const { return isEndedByLibrary || site->isEnding(); }
+    void requireSiteGoesOn() const;
 
     CheckContext context() const;
     void fail(Failure const& failure);
 
+    std::unique_ptr<CallSite> site;
     CallFile const& file;
     Report& report;
     std::optional<unsigned> logLevel;
     host::Workstation& workstation;
 
-    std::size_t objectsBefore = 0;
-    std::optional<Boards> boards;
-    std::optional<SessionManager> sessions;
     std::vector<MC_Channel*> records;
+    bool isEndedByLibrary = false;
 
     /** The step that runs, for failures; at the beginning and at the end of the file none does. */
     Step const* current = nullptr;

@@ -24,6 +24,8 @@ Traits traitsOf(imc_msg const& message) {
     traits.direction = blank == std::string::npos ? "" : description.name.substr(blank + 1);
     for (dsp::Field const& field : description.fields) {
         traits.dsp = field.name == "dsp" ? field.value : traits.dsp;
+        // That of an order, whose name ends in its kind.
+        traits.direction = field.name == "direction" ? field.value : traits.direction;
     }
     return traits;
 }

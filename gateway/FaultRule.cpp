@@ -17,10 +17,12 @@ char const faultRuleHelp[] =
   length:ack=20               the length field of each acknowledgement says 20
   error:open=5:count=1        the first open command is refused with error 5
   restart:after=100           after 100 commands the board starts anew, once
+  drop:audit:sid=0x10         audits of board 0x10 are lost
 
   ACTION    drop, delay, duplicate, length, error, restart
   MESSAGES  command, open, update, close, set, join, unjoin; event, ack, dtmf, faxtone, alert;
-            or one name, such as OpenFax or CloseVoiceAck; command unless it is told
+            audit, order; or one name, such as OpenFax or CloseVoiceAck; command unless it is
+            told
   KEY       sid, dsp, direction: only messages of this board, DSP channel, direction
             after: spare the first; every: only each Nth; count: at most so many (1 for restart)
             percent, seed: by chance, the same for the same seed; ms: of delay)";
@@ -70,6 +72,10 @@ std::vector<Selector> const& selectors() {
         {"dtmf", Traffic::event, {"Dtmf"}},
         {"faxtone", Traffic::event, {"FaxTone"}},
         {"alert", Traffic::event, {"Alert"}},
+        {"audit", Traffic::audit, {}},
+        {"AuditRequest", Traffic::audit, {"AuditRequest"}},
+        {"AuditAnswer", Traffic::audit, {"AuditAnswer"}},
+        {"order", Traffic::order, {}},
     };
     return table;
 }

@@ -9,8 +9,8 @@
 
 namespace gateway {
 
-/** What goes to a board, and what comes from it. */
-enum class Traffic { command, event };
+/** What goes to a board, and what comes from it; audits are both. */
+enum class Traffic { command, event, audit, order };
 
 /**
  * One fault of a board: what happens to which messages, and how often. Written as

@@ -131,6 +131,13 @@ std::string Message::text() const {
     return name + dsp::textOf(fields) + remark;
 }
 
+Message describe(imc_msg const& message, std::string const& role, std::string const& board) {
+    dsp::Description const description = dsp::fields(message);
+    Message described = {description.name, description.fields, description.remark};
+    described.fields.push_back({role, board});
+    return described;
+}
+
 Message parseMessage(std::string const& text) {
     Message message;
     std::string::size_type valueStart = 0;

@@ -2,6 +2,7 @@
 #define GATEWAY_MESSAGE_H
 
 #include "dsp/Board.h"
+#include "imc/imc_msg.h"
 
 #include <string>
 #include <vector>
@@ -24,6 +25,12 @@ struct Message {
     std::string const* find(std::string const& field) const;
     std::string text() const;
 };
+
+/**
+ * What goes over the bus in its text form, with the board that it goes to or comes from.
+ * @param role "to" or "from"
+ */
+Message describe(imc_msg const& message, std::string const& role, std::string const& board);
 
 /** Reads the text form; what stands before the first "field=" is the name. */
 Message parseMessage(std::string const& text);

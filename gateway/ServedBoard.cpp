@@ -1,19 +1,24 @@
 #include "gateway/ServedBoard.h"
 
+#include "dsp/Service.h"
 #include "host/Workstation.h"
 
+#include <limits>
+#include <random>
 #include <stdexcept>
 
 namespace gateway {
 
 namespace {
 
-/** A command or event in its text form, with the board that it goes to or comes from. */
-Message describe(imc_msg const& message, std::string const& role, std::string const& board) {
-    dsp::Description const description = dsp::fields(message);
-    Message described = {description.name, description.fields, description.remark};
-    described.fields.push_back({role, board});
-    return described;
+char const* const takenRequests = "taken: AuditRequest";
+char const* const takenOrders = "taken: Order";
+char const* const refusedServices = "refused: audit or order";
+
+std::uint64_t newIncarnation() {
+    std::random_device random;
+    std::uint64_t const high = random();
+    return high << 32U | random();
 }
 
 dsp::BoardOptions options(BoardEntry const& entry) {
@@ -27,6 +32,27 @@ dsp::BoardOptions options(BoardEntry const& entry) {
 
 } // namespace
 
+void obey(dsp::Board& board, dsp::Order const& order) {
+    switch (order.kind) {
+    case dsp::Order::Kind::dtmf:
+        if (order.value32 > std::numeric_limits<std::uint16_t>::max()) {
+            throw std::out_of_range("no digit lasts so long");
+        }
+        board.raiseDtmf(order.dsp, order.direction, order.value8,
+                        static_cast<std::uint16_t>(order.value32));
+        break;
+    case dsp::Order::Kind::faxTone:
+        board.raiseFaxTone(order.dsp);
+        break;
+    case dsp::Order::Kind::alert:
+        board.raiseAlert(order.dsp, order.direction, order.value32);
+        break;
+    case dsp::Order::Kind::failNext:
+        board.failNext(order.dsp, static_cast<dsp::Error>(order.value8));
+        break;
+    }
+}
+
 ServedBoard::ServedBoard(host::Dispatcher& loop, host::Transport& carrier,
                          BoardEntry const& itsEntry, Tap const& itsTap, FaultInjector* itsFaults)
     : dispatcher(loop),
@@ -34,7 +60,9 @@ ServedBoard::ServedBoard(host::Dispatcher& loop, host::Transport& carrier,
       entry(itsEntry),
       tap(itsTap),
       faults(itsFaults),
-      board(newBoard()) {
+      board(newBoard()),
+      incarnation(newIncarnation()),
+      served({{takenRequests, 0}, {takenOrders, 0}, {refusedServices, 0}}) {
     transport.attach(entry.sid, *this);
 }
 
@@ -48,7 +76,17 @@ std::unique_ptr<dsp::Board> ServedBoard::newBoard() {
         [this](std::string const& text) { tap.report(entry.ip, text); });
 }
 
+std::map<std::string, std::uint64_t> ServedBoard::counters() const {
+    std::map<std::string, std::uint64_t> all = board->counters();
+    all.insert(served.begin(), served.end());
+    return all;
+}
+
 void ServedBoard::receive(imc_msg const& message) {
+    if (dsp::serviceName(message.messageId) != nullptr) {
+        serve(message);
+        return;
+    }
     if (tap.command) {
         tap.command(describe(message, "to", entry.ip));
     }
@@ -61,11 +99,62 @@ void ServedBoard::receive(imc_msg const& message) {
            [this, error = verdict.error](imc_msg const& command) { take(command, error); });
 }
 
+void ServedBoard::serve(imc_msg const& message) {
+    bool const isOrder = message.messageId == static_cast<std::uint32_t>(dsp::Service::order);
+    if (isOrder && tap.order) {
+        tap.order(describe(message, "to", entry.ip));
+    }
+    spread(judge(isOrder ? Traffic::order : Traffic::audit, message), message,
+           [this, isOrder](imc_msg const& copy) {
+               if (isOrder) {
+                   carryOut(copy);
+               } else {
+                   answerAudit(copy);
+               }
+           });
+}
+
+void ServedBoard::answerAudit(imc_msg const& request) {
+    auto const tag = dsp::decodeAuditRequest(request);
+    if (!tag) {
+        refuse(request, "no request");
+        return;
+    }
+    ++served.at(takenRequests);
+    dsp::AuditAnswer answer = dsp::audit(*board, request.sourceSid);
+    answer.tag = *tag;
+    answer.incarnation = incarnation;
+    imc_msg const message = dsp::encodeAuditAnswer(answer, entry.sid, request.sourceSid);
+    spread(judge(Traffic::audit, message), message,
+           [this](imc_msg const& copy) { post(copy, "answer"); });
+}
+
+void ServedBoard::carryOut(imc_msg const& message) {
+    auto const order = dsp::decodeOrder(message);
+    if (!order || dsp::orderName(order->kind) == nullptr) {
+        refuse(message, "no such order");
+        return;
+    }
+    try {
+        obey(*board, *order);
+        ++served.at(takenOrders);
+    } catch (std::exception const& error) {
+        refuse(message, error.what());
+    }
+}
+
+void ServedBoard::refuse(imc_msg const& message, std::string const& why) {
+    ++served.at(refusedServices);
+    tap.report(entry.ip,
+               std::string(refusedServices) + " (" + why + "): " + dsp::describe(message));
+}
+
 /** The board forgets everything, what it still had to say included. */
 void ServedBoard::restart() {
     life = std::make_shared<bool>(true);
     delayed = 0;
     board = newBoard();
+    incarnation = newIncarnation();
     // Served anew, so that others notice.
     transport.detach(entry.sid);
     try {
@@ -106,10 +195,14 @@ void ServedBoard::send(imc_msg const& event) {
     if (tap.event) {
         tap.event(describe(event, "from", entry.ip));
     }
+    post(event, "event");
+}
+
+void ServedBoard::post(imc_msg const& message, char const* what) {
     try {
-        transport.send(event);
+        transport.send(message);
     } catch (std::runtime_error const& error) {
-        tap.report(entry.ip, std::string("event not sent: ") + error.what());
+        tap.report(entry.ip, std::string(what) + " not sent: " + error.what());
     }
 }
 

@@ -6,12 +6,14 @@
 #include "gateway/Message.h"
 
 #include "dsp/Board.h"
+#include "dsp/Service.h"
 #include "host/imc/Dispatcher.h"
 #include "host/imc/Transport.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,8 +21,14 @@
 namespace gateway {
 
 /**
+ * Has the board do what the order says.
+ * @throw std::exception for what the board does not have
+ */
+void obey(dsp::Board& board, dsp::Order const& order);
+
+/**
  * A DSP board in software that serves its address on a transport: it sends its acknowledgements
- * after its delay, and whatever the faults make of them.
+ * after its delay, and whatever the faults make of them. It answers audits, and carries out orders.
  */
 class ServedBoard : public host::Endpoint {
 public:
@@ -33,6 +41,8 @@ public:
         std::function<void(std::string const& board, std::string const& text)> report;
         /** A fault applied. May be empty where there are none. */
         std::function<void(std::string const& board, std::string const& rule)> fault{};
+        /** An order came. May be empty where nobody gives any. */
+        std::function<void(Message const& order)> order{};
     };
 
     /**
@@ -52,17 +62,24 @@ public:
     std::size_t pending() const { return delayed; }
     unsigned char sid() const { return entry.sid; }
     dsp::Board& itself() { return *board; }
+    /** Those of the board, and those of audits and orders, under the same kind of names. */
+    std::map<std::string, std::uint64_t> counters() const;
 
 private:
     using Action = std::function<void(imc_msg const&)>;
 
     std::unique_ptr<dsp::Board> newBoard();
     void restart();
+    void serve(imc_msg const& message);
+    void answerAudit(imc_msg const& request);
+    void carryOut(imc_msg const& message);
+    void refuse(imc_msg const& message, std::string const& why);
     /** @param error that the board makes of it, see dsp::Board::failNext */
     void take(imc_msg const& command, std::optional<std::uint8_t> const& error);
     void answer(imc_msg const& event);
     void emit(imc_msg const& event);
     void send(imc_msg const& event);
+    void post(imc_msg const& message, char const* what);
     FaultVerdict judge(Traffic traffic, imc_msg const& message);
     /** Does it for each copy of the message as the verdict leaves it, at its time. */
     void spread(FaultVerdict const& verdict, imc_msg message, Action const& action);
@@ -74,6 +91,9 @@ private:
     Tap const& tap;
     FaultInjector* faults;
     std::unique_ptr<dsp::Board> board;
+    /** Another one each time the board starts anew. */
+    std::uint64_t incarnation;
+    std::map<std::string, std::uint64_t> served;
     bool isAcknowledging = false;
     std::size_t delayed = 0;
     /** Tells a delayed task whether this board still exists, and has not restarted. */

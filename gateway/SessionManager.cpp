@@ -30,6 +30,22 @@ MC_Channel& SessionManager::create(std::string const& name) {
     return *channel;
 }
 
+void SessionManager::release(MC_Channel& channel) {
+    auto const found = std::find_if(records.begin(), records.end(), [&channel](auto const& each) {
+        return each.channel == &channel;
+    });
+    if (found != records.end()) {
+        records.erase(found);
+        GC_GarbageCollector::instance()->dereference(&channel);
+    }
+}
+
+MC_Channel* SessionManager::find(std::string const& name) const {
+    auto const found = std::find_if(records.begin(), records.end(),
+                                    [&name](auto const& each) { return each.name == name; });
+    return found == records.end() ? nullptr : found->channel;
+}
+
 std::optional<std::string> SessionManager::perform(Operation operation, MC_Channel& channel) {
     try {
         (mcManager->*operation)(&channel);

@@ -39,9 +39,15 @@ public:
     /**
      * A new, empty record, whose fields without a default of the library's are 0.
      * @param name what a person calls the channel
-     * @return valid as long as the session manager; its reference is held until then
+     * @return valid as long as the session manager, or until it is released
      */
     MC_Channel& create(std::string const& name);
+
+    /** Gives back the reference on a record of `create`; the manager's list may still have one. */
+    void release(MC_Channel& channel);
+
+    /** @return the record of that name, null when there is none */
+    MC_Channel* find(std::string const& name) const;
 
     /** @return the text with which the manager refused; nothing when it did not */
     std::optional<std::string> perform(Operation operation, MC_Channel& channel);

@@ -29,6 +29,7 @@ local errors = {
 local off_on = { [0] = "off", [1] = "on" }
 local no_signals = { [0] = "none", [1] = "no-signal", [2] = "CNG" }
 local fax_modes = { [0] = "T.38", [2] = "in-band, called side", [3] = "in-band, calling side" }
+local orders = { [1] = "dtmf", [2] = "faxTone", [3] = "alert", [4] = "failNext" }
 local peer_places = { [0] = "on this board", [1] = "on another board" }
 local digits = {
     [0] = "0", [1] = "1", [2] = "2", [3] = "3", [4] = "4", [5] = "5", [6] = "6", [7] = "7",
@@ -60,6 +61,10 @@ declare_number("reserved", 2, "Reserved", nil, base.HEX)
 declare_number("id", 4, "Message identifier")
 declare_number("direction", 1, "Direction", directions)
 declare_number("parameter", 1, "Parameter", parameters)
+declare_number("order", 1, "Order", orders)
+declare_number("open", 2, "Open paths")
+declare_number("path", 1, "Path", nil, base.HEX)
+declare("incarnation", ProtoField.uint64, "Incarnation of the board", base.HEX)
 declare("name", ProtoField.string, "Name")
 declare("kind", ProtoField.string, "Kind")
 declare("channel", ProtoField.string, "Channel")
@@ -106,10 +111,12 @@ local function abbreviation_of(label)
     return (label:gsub("%u", function(letter) return "_" .. letter:lower() end))
 end
 
--- options: names of values; bad(value); text(value) for the Info column
+-- options: names of values; bad(value); text(value) for the Info column; abbreviation of a field
+-- that is not called as its label
 local function item(label, offset, size, title, options)
     options = options or {}
-    local field = declare_number(abbreviation_of(label), size, title, options.names)
+    local abbreviation = options.abbreviation or abbreviation_of(label)
+    local field = declare_number(abbreviation, size, title, options.names)
     return {
         label = label, offset = offset, size = size,
         add = function(tree, payload)
@@ -295,6 +302,100 @@ local dtmf = {
 
 local alert = { dsp(), item("value", 4, 4, "Value") }
 
+-- Orders of one kind each; what they do not define, boards ignore.
+
+local order_direction = item("direction", 1, 1, "Direction",
+    { names = directions, bad = not_in(directions), text = function(value)
+        return directions[value]
+    end })
+
+local order_layouts = {
+    [1] = {
+        dsp(), order_direction, item("digit", 3, 1, "Digit", { names = digits }),
+        item("duration", 4, 4, "Duration in ms",
+            { abbreviation = "order_duration", bad = above(65535), text = milliseconds_text }),
+    },
+    [2] = { dsp() },
+    [3] = { dsp(), order_direction, item("value", 4, 4, "Value") },
+    [4] = { dsp(), item("error", 3, 1, "Error", { names = errors, text = error_text }) },
+    unknown = {
+        dsp(),
+        {
+            label = "kind", offset = 2, size = 1,
+            add = function(_, payload) return tostring(payload(2, 1):uint()), true end,
+        },
+    },
+}
+
+for _, layout in pairs(order_layouts) do
+    layout.is_all_defined = true
+end
+
+-- Audits: what is open on a board, a byte for each direction of each DSP channel.
+
+local audit_answer_size = 16
+local path_states = { { 1, "voice" }, { 2, "fax" }, { 4, "joined" }, { 128, "another client's" } }
+
+local function has_bit(value, bit)
+    return math.floor(value / bit) % 2 == 1
+end
+
+local function path_text(value)
+    local words = {}
+    for _, state in ipairs(path_states) do
+        if has_bit(value, state[1]) then
+            table.insert(words, state[2])
+        end
+    end
+    return table.concat(words, ", ")
+end
+
+local function add_paths(branch, range)
+    local open = 0
+    for offset = 0, range:len() - 1 do
+        local value = range(offset, 1):uint()
+        if has_bit(value, 1) or has_bit(value, 2) then
+            open = open + 1
+        end
+        if value ~= 0 then
+            local text = string.format("DSP channel %d %s: %s", math.floor(offset / 2),
+                directions[offset % 2 + 1], path_text(value))
+            branch:add(fields.path, range(offset, 1)):set_text(text)
+        end
+    end
+    return open
+end
+
+local audit_request = { item("tag", 0, 4, "Tag") }
+
+local audit_answer = {
+    item("tag", 0, 4, "Tag"),
+    {
+        label = "incarnation", offset = 4, size = 8,
+        add = function(tree, payload)
+            tree:add(fields.incarnation, payload(4, 8))
+            return "0x" .. payload(4, 8):bytes():tohex(true)
+        end,
+    },
+    item("channels", 12, 2, "DSP channels"),
+    {
+        label = "open", offset = audit_answer_size, size = record_size - header_size -
+            audit_answer_size,
+        add = function(tree, payload, length)
+            local size = length - audit_answer_size
+            if size == 0 then
+                tree:add(fields.open, 0):set_generated()
+                return "0"
+            end
+            local range = payload(audit_answer_size, size)
+            local branch = tree:add(fields.open, range, 0)
+            local open = add_paths(branch, range)
+            branch:set_text("Open paths: " .. open)
+            return tostring(open)
+        end,
+    },
+}
+
 -- Messages by identifier.
 
 local kinds = {}
@@ -334,6 +435,29 @@ message("FaxTone", "event", nil, 123, 1, channel_only)
 message("Alert", "event", 1, 110, 8, alert)
 message("Alert", "event", 2, 112, 8, alert)
 
+-- Messages of boards in software. An audit belongs to the request with the same tag.
+
+message("AuditRequest", "audit", nil, 9001, 4, audit_request)
+message("AuditAnswer", "audit", nil, 9002, nil, audit_answer)
+message("Order", "order", nil, 9003, 8, order_layouts)
+kinds[9001].acknowledgement = 9002
+kinds[9002].acknowledges = 9001
+kinds[9002].is_from_board = true
+
+for _, kind in pairs(kinds) do
+    kind.is_service = kind.kind == "audit" or kind.kind == "order"
+    kind.is_from_board = kind.is_from_board or kind.kind == "event"
+end
+
+local function has_right_length(msg)
+    if msg.kind.length then
+        return msg.length == msg.kind.length
+    end
+    local is_whole = audit_answer_size <= msg.length and msg.length <= record_size - header_size
+    return is_whole and
+        msg.length == audit_answer_size + 2 * msg.payload(12, 2):uint()
+end
+
 local function title_of(kind)
     return kind.direction and kind.name .. " " .. directions[kind.direction] or kind.name
 end
@@ -343,7 +467,8 @@ local function sid_text(sid)
 end
 
 -- Which command an acknowledgement belongs to: the oldest of its kind and direction that the same
--- board got from the same sender for the same DSP channel and that has none yet.
+-- board got from the same sender for the same DSP channel and that has none yet; and which request
+-- the answer to an audit, by their tag.
 
 local waiting, command_of, acknowledged_in
 
@@ -358,7 +483,12 @@ local function queue_of(sender, board, identifier, channel)
 end
 
 local function pair(msg, pinfo)
-    local kind, channel = msg.kind, msg.payload(0, 1):uint()
+    local kind = msg.kind
+    local is_audit = kind.kind == "audit"
+    if is_audit and not msg.is_right then
+        return
+    end
+    local channel = msg.payload(0, is_audit and 4 or 1):uint()
     if kind.acknowledgement and not msg.is_lost then
         local queue = queue_of(msg.src, msg.dst, msg.id, channel)
         table.insert(queue, { number = pinfo.number, time = pinfo.rel_ts })
@@ -409,6 +539,11 @@ local function first_nonzero(tvb, layout, length)
         end
     end
     is_defined[header_size + 1] = is_defined[header_size + 1] or layout.has_code
+    if layout.is_all_defined then
+        for offset = 0, length - 1 do
+            is_defined[header_size + offset] = true
+        end
+    end
     for offset = 0, header_size + length - 1 do
         if not is_defined[offset] and tvb(offset, 1):uint() ~= 0 then
             return offset
@@ -422,6 +557,9 @@ end
 
 local function layout_of(msg)
     local layout = msg.kind.layout
+    if layout == order_layouts then
+        return order_layouts[msg.payload(2, 1):uint()] or order_layouts.unknown
+    end
     if layout ~= set_parameter then
         return layout
     end
@@ -437,8 +575,13 @@ local function add_fields(msg, tree)
     if layout.has_code then
         tree:add(fields.parameter, msg.payload(1, 1))
     end
+    if msg.kind.kind == "order" then
+        tree:add(fields.order, msg.payload(2, 1))
+        local order = orders[msg.payload(2, 1):uint()]
+        text = order and " " .. order or ""
+    end
     for _, each in ipairs(layout) do
-        local value, is_bad = each.add(tree, msg.payload)
+        local value, is_bad = each.add(tree, msg.payload, msg.length)
         text = text .. " " .. each.label .. "=" .. value
         if is_bad then
             tree:add_proto_expert_info(experts.value,
@@ -448,7 +591,7 @@ local function add_fields(msg, tree)
     if layout.bad and layout.bad(msg.payload) then
         tree:add_proto_expert_info(experts.value, "A DSP channel is not joined with itself")
     end
-    if msg.kind.acknowledges and msg.payload(1, 1):uint() ~= 0 then
+    if msg.kind.kind == "event" and msg.kind.acknowledges and msg.payload(1, 1):uint() ~= 0 then
         tree:add_proto_expert_info(experts.refused)
     end
     local nonzero = first_nonzero(msg.tvb, layout, msg.length)
@@ -472,7 +615,7 @@ end
 
 -- The channel that the message is about: the board and its DSP channel, and the direction if any.
 local function add_channel(msg, tree)
-    local board = msg.kind.kind == "command" and msg.dst or msg.src
+    local board = msg.kind.is_from_board and msg.src or msg.dst
     local channel = sid_text(board) .. "/" .. msg.payload(0, 1):uint()
     add_generated(tree, fields.channel, channel)
     if msg.kind.direction then
@@ -507,7 +650,10 @@ local function add_message(msg, tree)
         return text .. (kind and " malformed: " or ": ") .. size_text
     end
     local suffix = size_text and " (" .. size_text .. ")" or ""
-    if kind and msg.length ~= kind.length then
+    if kind and kind.is_service and not msg.is_right then
+        tree:add_proto_expert_info(experts.length, "Payload length is " .. msg.length)
+        text = text .. " malformed:" .. payload_text(msg)
+    elseif kind and msg.length ~= kind.length and not kind.is_service then
         tree:add_proto_expert_info(experts.length,
             "Payload length is " .. msg.length .. ", not " .. kind.length)
         text = text .. " malformed: length is not " .. kind.length .. ":" .. payload_text(msg)
@@ -520,8 +666,10 @@ local function add_message(msg, tree)
 end
 
 local function show_addresses(msg, pinfo)
-    local roles = { command = { "session ", "board " }, event = { "board ", "session " } }
-    local role = msg.kind and roles[msg.kind.kind] or { "", "" }
+    local role = { "", "" }
+    if msg.kind then
+        role = msg.kind.is_from_board and { "board ", "session " } or { "session ", "board " }
+    end
     pinfo.cols.src = role[1] .. sid_text(msg.src)
     pinfo.cols.dst = role[2] .. sid_text(msg.dst)
 end
@@ -536,8 +684,8 @@ local function dissect_message(tvb, pinfo, root)
     }
     local size = tvb:len()
     msg.is_cut = size ~= record_size and size < header_size + msg.length
-    msg.is_acknowledgement = msg.kind and msg.kind.acknowledges and not msg.is_cut and
-        msg.length == msg.kind.length
+    msg.is_right = msg.kind and not msg.is_cut and has_right_length(msg)
+    msg.is_acknowledgement = msg.is_right and msg.kind.acknowledges
     show_addresses(msg, pinfo)
     add_header(tvb, root)
     local name = msg.kind and title_of(msg.kind) or "unknown message " .. id
@@ -555,7 +703,9 @@ local function dissect_message(tvb, pinfo, root)
         suffix = " [refused]"
     end
     if msg.kind and msg.payload and msg.length ~= 0 then
-        add_channel(msg, root)
+        if msg.kind.kind ~= "audit" then
+            add_channel(msg, root)
+        end
         if not pinfo.visited then
             pair(msg, pinfo)
         end

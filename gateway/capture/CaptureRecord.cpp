@@ -2,6 +2,7 @@
 
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
+#include "dsp/Service.h"
 
 #include <algorithm>
 #include <cstring>
@@ -23,8 +24,12 @@ std::string sizeRemark(std::string const& before, CaptureRecord const& record) {
 
 std::string nameOf(imc_msg const& message) {
     dsp::Kind const* const kind = kindOf(message);
-    return kind != nullptr ? dsp::title(*kind) + " malformed"
-                           : "unknown message " + std::to_string(message.messageId);
+    if (kind != nullptr) {
+        return dsp::title(*kind) + " malformed";
+    }
+    char const* const service = dsp::serviceName(message.messageId);
+    return service != nullptr ? std::string(service) + " malformed"
+                              : "unknown message " + std::to_string(message.messageId);
 }
 
 } // namespace
@@ -60,8 +65,11 @@ dsp::Description describe(CaptureRecord const& record) {
 bool isWellFormed(CaptureRecord const& record) {
     imc_msg const message = messageOf(record);
     dsp::Kind const* const kind = kindOf(message);
-    return record.bytes.size() == sizeof message && kind != nullptr &&
-           message.length == kind->length;
+    bool const hasRightLength = kind != nullptr ? message.length == kind->length
+                                                : dsp::decodeAuditRequest(message) ||
+                                                      dsp::decodeAuditAnswer(message) ||
+                                                      dsp::decodeOrder(message);
+    return record.bytes.size() == sizeof message && hasRightLength;
 }
 
 } // namespace gateway

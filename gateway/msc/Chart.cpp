@@ -168,7 +168,9 @@ std::string badValueOf(CaptureRecord const& record) {
 ChartMessage::Kind kindOf(CaptureRecord const& record, dsp::Description const& description) {
     auto const error = std::find_if(description.fields.begin(), description.fields.end(),
                                     [](auto const& each) { return each.name == "error"; });
-    bool const isError = error != description.fields.end() && error->value != "0";
+    // Not that of an order, which asks for an error.
+    bool const isError =
+        error != description.fields.end() && error->value != "0" && isEvent(messageOf(record));
     if (!isWellFormed(record) || !description.remark.empty() || isError) {
         return ChartMessage::Kind::faulty;
     }

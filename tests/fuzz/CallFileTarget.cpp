@@ -6,10 +6,12 @@
 
 #include "gateway/CallFile.h"
 #include "gateway/CallRunner.h"
+#include "gateway/LocalSite.h"
 #include "gateway/Report.h"
 #include "host/Workstation.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -151,7 +153,7 @@ void place(CallFile const& file, bool isJson) {
     gateway::Report report(output, options);
     gateway::Summary summary;
     {
-        gateway::CallRunner runner(file, report, 3U);
+        gateway::CallRunner runner(std::make_unique<gateway::LocalSite>(), file, report, 3U);
         summary = runner.run();
     }
     require(summary.steps == file.steps.size() && summary.stepsDone <= summary.steps,

@@ -7,6 +7,7 @@
 #include "tests/unit/dsp/Records.h"
 
 #include "dsp/Board.h"
+#include "dsp/Service.h"
 
 #include <gmock/gmock.h>
 
@@ -87,6 +88,30 @@ TEST_F(BoardProcesses, ABoardTakesCommandsAnswersAndTellsWhatItCounted) {
     EXPECT_EQ(counterOf(*board, "0x10", "taken: OpenVoice in"), 1U);
     EXPECT_TRUE(awaitHeard(*node, "lost 0x10 mcgw dsp with 0: "));
     EXPECT_TRUE(await([&] { return node->transport->peers().empty(); }));
+}
+
+TEST_F(BoardProcesses, ABoardAnswersAuditsAndCarriesOrdersOut) {
+    auto const board = start(dsp({"--fault", "drop:audit:count=1"}));
+    auto const node = session();
+    // The first one is lost; the order and the answer to the second one come in their order.
+    node->transport->send(dsp::encodeAuditRequest(6, 0x01, 0x10));
+    node->transport->send(
+        dsp::encodeOrder({dsp::Order::Kind::dtmf, 3, dsp::Direction::out, 5, 80}, 0x01, 0x10));
+    node->transport->send(dsp::encodeAuditRequest(7, 0x01, 0x10));
+    ASSERT_TRUE(await([&] { return node->board.received.size() == 2; }));
+    EXPECT_THAT(
+        textsOf(node->board.received),
+        ElementsAre("Dtmf out dsp=3 digit=5 duration=80ms",
+                    AllOf(StartsWith("AuditAnswer tag=7 "), HasSubstr(" channels=256 open=0"))));
+    EXPECT_EQ(board->await("order").at("text"),
+              "Order dtmf dsp=3 direction=out digit=5 duration=80ms to=0x10");
+    EXPECT_EQ(board->await("fault").at("rule"), "drop:audit:count=1");
+    board->signal(SIGTERM);
+    EXPECT_EQ(board->end(), 0);
+    EXPECT_EQ(counterOf(*board, "0x10", "taken: AuditRequest"), 1U);
+    EXPECT_EQ(counterOf(*board, "0x10", "taken: Order"), 1U);
+    EXPECT_TRUE(board->lines("command").empty());
+    EXPECT_EQ(board->lines("event").size(), 1U);
 }
 
 TEST_F(BoardProcesses, EndsOnSigintAndLeavesNothingBehind) {

@@ -4,6 +4,7 @@
 #include "dsp/Board.h"
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
+#include "dsp/Service.h"
 #include "dsp/Validator.h"
 #include "gateway/capture/CaptureReader.h"
 #include "gateway/msc/Pairing.h"
@@ -163,6 +164,28 @@ std::map<std::string, std::set<std::size_t>> bytesOfFields(imc_msg const& base) 
     return bytes;
 }
 
+/** Messages of boards in software: each right, orders of each kind, and some that are not. */
+std::vector<imc_msg> services() {
+    std::vector<imc_msg> messages = {dsp::encodeAuditRequest(0x01020304, 0x01, 0x10)};
+    dsp::AuditAnswer answer;
+    answer.tag = 0x01020304;
+    answer.incarnation = 0x00FEDCBA98765432;
+    messages.push_back(dsp::encodeAuditAnswer(answer, 0x10, 0x01));
+    answer.in = {{true, false, true, false}, {}, {false, false, true, true}};
+    answer.out = {{false, true, false, true}, {true, true, true, true}, {}};
+    messages.push_back(dsp::encodeAuditAnswer(answer, 0x10, 0x01));
+    answer.in.assign(504, {true, false, false, false});
+    answer.out.assign(504, {false, true, false, true});
+    messages.push_back(dsp::encodeAuditAnswer(answer, 0x10, 0x01));
+    for (std::uint8_t kind = 0; kind <= 5; ++kind) {
+        dsp::Order const order = {static_cast<dsp::Order::Kind>(kind), 7, dsp::Direction::out, 5,
+                                  0x00010203};
+        messages.push_back(dsp::encodeOrder(order, 0x01, 0x10));
+    }
+    messages.push_back(dsp::encodeOrder({}, 0x01, 0x10));
+    return messages;
+}
+
 /** What Wireshark calls a field. */
 std::string abbreviationOf(std::string const& name) {
     std::string result = "mc.";
@@ -246,6 +269,108 @@ TEST(Dissector, eachFieldReadsAsTheBoardReadsIt) {
     expectSameTexts(file.path());
 }
 
+TEST(Dissector, readsAuditsAndOrdersAsTheBoardDoes) {
+    CaptureFile file;
+    for (imc_msg const& base : services()) {
+        file.add(base);
+        for (std::size_t offset = 0; offset < std::min<std::size_t>(base.length, 24); ++offset) {
+            file.add(withByteChanged(base, offset));
+            imc_msg one = base;
+            one.payload[offset] = 1;
+            file.add(one);
+        }
+        for (unsigned const length :
+             {0U,  1U,  2U,  3U,  4U,    5U,    7U,    8U,    9U,    14U,   15U,
+              16U, 17U, 18U, 22U, 1023U, 1024U, 1025U, 1026U, 3000U, 65535U}) {
+            imc_msg other = base;
+            other.length = static_cast<std::uint16_t>(length);
+            file.add(other);
+            other.payload[12] = static_cast<std::uint8_t>((length - 16) / 2 >> 8U);
+            other.payload[13] = static_cast<std::uint8_t>((length - 16) / 2);
+            file.add(other);
+        }
+        for (std::size_t size = 0; size <= 60; ++size) {
+            file.add(bytesOfMessage(base).substr(0, size));
+        }
+        file.add(bytesOfMessage(base) + "more");
+    }
+    expectSameTexts(file.path());
+}
+
+TEST(Dissector, placesTheFieldsOfAuditsAndOrders) {
+    CaptureFile file;
+    std::vector<imc_msg> const messages = services();
+    for (std::size_t const each : {0U, 2U, 5U, 6U, 7U, 8U, 9U}) {
+        file.add(messages[each]);
+    }
+    std::vector<Frame> frames = framesOf(tshark(file.path(), {"-T", "pdml"}));
+    ASSERT_EQ(frames.size(), 7U);
+    for (Frame& frame : frames) {
+        frame.erase("mc.payload");
+    }
+    using Bytes = std::set<std::size_t>;
+    EXPECT_EQ(frames[0], (Frame{{"mc.tag", {0, 1, 2, 3}}}));
+    EXPECT_EQ(frames[1], (Frame{{"mc.tag", {0, 1, 2, 3}},
+                                {"mc.incarnation", {4, 5, 6, 7, 8, 9, 10, 11}},
+                                {"mc.channels", {12, 13}},
+                                {"mc.open", {16, 17, 18, 19, 20, 21}},
+                                {"mc.path", {16, 17, 19, 20}}}));
+    Frame const common = {{"mc.order", {2}}, {"mc.dsp", {0}}};
+    auto const with = [&common](std::map<std::string, Bytes> const& more) {
+        Frame all = common;
+        all.insert(more.begin(), more.end());
+        return all;
+    };
+    EXPECT_EQ(
+        frames[2],
+        with({{"mc.direction", {1}}, {"mc.digit", {3}}, {"mc.order_duration", {4, 5, 6, 7}}}));
+    EXPECT_EQ(frames[3], common);
+    EXPECT_EQ(frames[4], with({{"mc.direction", {1}}, {"mc.value", {4, 5, 6, 7}}}));
+    EXPECT_EQ(frames[5], with({{"mc.error", {3}}}));
+    EXPECT_EQ(frames[6], common);
+}
+
+TEST(Dissector, pairsAuditsByTheirTag) {
+    CaptureFile file;
+    auto const answer = [](std::uint32_t tag, std::uint8_t board) {
+        dsp::AuditAnswer all;
+        all.tag = tag;
+        return dsp::encodeAuditAnswer(all, board, 0x01);
+    };
+    file.add(dsp::encodeAuditRequest(1, 0x01, 0x10));
+    file.add(dsp::encodeAuditRequest(2, 0x01, 0x10));
+    file.add(dsp::encodeAuditRequest(2, 0x01, 0x11));
+    file.add(answer(2, 0x10));
+    file.add(answer(1, 0x10));
+    file.add(answer(3, 0x10));
+    auto const rows =
+        fieldsOf(file.path(), {"mc.acknowledges", "mc.acknowledged_in", "mc.expert.unanswered",
+                               "mc.expert.unexpected", "_ws.col.Source"});
+    EXPECT_THAT(rows, ElementsAre(ElementsAre("", "5", "", "", "session 0x01"),
+                                  ElementsAre("", "4", "", "", "session 0x01"),
+                                  ElementsAre("", "", "1", "", "session 0x01"),
+                                  ElementsAre("2", "", "", "", "board 0x10"),
+                                  ElementsAre("1", "", "", "", "board 0x10"),
+                                  ElementsAre("", "", "", "1", "board 0x10")));
+}
+
+TEST(Dissector, marksOrdersThatNoBoardCarriesOut) {
+    CaptureFile file;
+    using Kind = dsp::Order::Kind;
+    auto const in = dsp::Direction::in;
+    for (dsp::Order const& order :
+         {dsp::Order{Kind::dtmf, 3, in, 5, 80}, dsp::Order{Kind::dtmf, 3, in, 5, 65536},
+          dsp::Order{Kind::alert, 3, static_cast<dsp::Direction>(0), 0, 1},
+          dsp::Order{Kind::faxTone, 3, static_cast<dsp::Direction>(0), 9, 9},
+          dsp::Order{static_cast<Kind>(7), 3, in, 0, 0}}) {
+        file.add(dsp::encodeOrder(order, 0x01, 0x10));
+    }
+    EXPECT_THAT(fieldsOf(file.path(), {"mc.expert.value", "mc.kind", "mc.channel"}),
+                ElementsAre(ElementsAre("", "order", "0x10/3"), ElementsAre("1", "order", "0x10/3"),
+                            ElementsAre("1", "order", "0x10/3"), ElementsAre("", "order", "0x10/3"),
+                            ElementsAre("1", "order", "0x10/3")));
+}
+
 TEST(Dissector, knowsEachIdentifierAndItsLength) {
     CaptureFile file;
     for (std::uint32_t identifier = 95; identifier <= 140; ++identifier) {
@@ -253,7 +378,8 @@ TEST(Dissector, knowsEachIdentifierAndItsLength) {
             file.add(commandTo(0x10, identifier, std::string(length, '\0')));
         }
     }
-    for (std::uint32_t const identifier : {0U, 1U, 600U, 65636U, 0x80000064U, 0xFFFFFFFFU}) {
+    for (std::uint32_t const identifier :
+         {0U, 1U, 600U, 9000U, 9004U, 65636U, 0x80000064U, 0xFFFFFFFFU}) {
         file.add(commandTo(0x10, identifier, "\x03"));
     }
     expectSameTexts(file.path());

@@ -89,6 +89,17 @@ TEST(FaultRule, NamesASingleMessage) {
     EXPECT_THAT(parseFaultRule("drop:dtmf").names, ElementsAre("Dtmf"));
 }
 
+TEST(FaultRule, NamesAuditsAndOrders) {
+    EXPECT_EQ(parseFaultRule("drop:audit").traffic, Traffic::audit);
+    EXPECT_THAT(parseFaultRule("drop:audit").names, testing::IsEmpty());
+    EXPECT_THAT(parseFaultRule("drop:AuditRequest").names, ElementsAre("AuditRequest"));
+    EXPECT_EQ(parseFaultRule("drop:AuditAnswer").traffic, Traffic::audit);
+    EXPECT_EQ(parseFaultRule("delay:order:ms=5").traffic, Traffic::order);
+    EXPECT_THAT(faultOf("error:audit=2"), HasSubstr("answers an open or a close command"));
+    EXPECT_THAT(faultOf("restart:audit"), HasSubstr("restarts at a command"));
+    EXPECT_THAT(faultOf("restart:order"), HasSubstr("restarts at a command"));
+}
+
 TEST(FaultRule, SaysWhatIsWrongAndWhatCouldStandThere) {
     EXPECT_EQ(faultOf("dorp:open"),
               "bad fault \"dorp:open\": unknown action \"dorp\": expected one of drop, delay, "

@@ -1,5 +1,6 @@
 #include "gateway/ServedBoard.h"
 
+#include "dsp/Service.h"
 #include "host/imc/InProcessTransport.h"
 #include "tests/unit/dsp/Records.h"
 
@@ -25,10 +26,12 @@ class Client : public host::Endpoint {
 public:
     void receive(imc_msg const& event) override {
         received.push_back(dsp::describe(event));
+        messages.push_back(event);
         lengths.push_back(event.length);
     }
     std::vector<std::string> received;
     std::vector<unsigned> lengths;
+    std::vector<imc_msg> messages;
 };
 
 class Served : public testing::Test {
@@ -50,6 +53,19 @@ protected:
     }
     /** The command reaches the board, and the loop does not run: what is due later stays so. */
     void hand(std::string const& name) { board->receive(dsp::sample(name)); }
+    void send(imc_msg const& message) {
+        transport.send(message);
+        loop.runReady();
+    }
+    void order(dsp::Order const& order) { send(dsp::encodeOrder(order, clientSid, 0xFA)); }
+    /** What the board answers. */
+    dsp::AuditAnswer audited(std::uint32_t tag = 1) {
+        send(dsp::encodeAuditRequest(tag, clientSid, 0xFA));
+        if (client.messages.empty()) {
+            throw std::runtime_error("the board did not answer");
+        }
+        return dsp::decodeAuditAnswer(client.messages.back()).value();
+    }
     bool awaitReceived(std::size_t count) {
         return loop.runUntil([&] { return client.received.size() >= count; },
                              std::chrono::seconds(60));
@@ -63,11 +79,13 @@ protected:
     std::vector<std::string> events;
     std::vector<std::string> reports;
     std::vector<std::string> applied;
+    std::vector<std::string> orders;
     ServedBoard::Tap tap = {
         [this](Message const& command) { commands.push_back(command.text()); },
         [this](Message const& event) { events.push_back(event.text()); },
         [this](std::string const&, std::string const& text) { reports.push_back(text); },
-        [this](std::string const&, std::string const& rule) { applied.push_back(rule); }};
+        [this](std::string const&, std::string const& rule) { applied.push_back(rule); },
+        [this](Message const& order) { orders.push_back(order.text()); }};
     std::unique_ptr<FaultInjector> faults;
     std::unique_ptr<ServedBoard> board;
 };
@@ -197,6 +215,135 @@ TEST_F(Served, ARestartForgetsEverything) {
     ASSERT_TRUE(awaitReceived(1));
     EXPECT_THAT(client.received, ElementsAre("OpenVoiceAck out dsp=3 error=0 port=5000"));
     EXPECT_THAT(applied, SizeIs(1));
+}
+
+using Kind = dsp::Order::Kind;
+constexpr dsp::Direction in = dsp::Direction::in;
+constexpr dsp::Direction out = dsp::Direction::out;
+
+TEST_F(Served, AnswersAnAuditToWhoeverAsks) {
+    serve();
+    send("OpenVoice in");
+    dsp::AuditAnswer const answer = audited(77);
+    EXPECT_EQ(client.messages.back().sourceSid, 0xFA);
+    EXPECT_EQ(answer.tag, 77U);
+    EXPECT_THAT(answer.in, SizeIs(16));
+    EXPECT_EQ(answer.in[3], (dsp::PathState{true, false, false, false}));
+    EXPECT_EQ(answer.out[3], dsp::PathState());
+    EXPECT_EQ(board->counters().at("taken: AuditRequest"), 1U);
+    EXPECT_THAT(commands, SizeIs(1));
+    EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(Served, TheIncarnationIsAnotherOneAfterARestartOnly) {
+    serve({"restart:open:after=1"});
+    std::uint64_t const before = audited().incarnation;
+    send("OpenVoice in");
+    EXPECT_EQ(audited().incarnation, before);
+    send("OpenVoice out");
+    EXPECT_NE(audited().incarnation, before);
+    EXPECT_EQ(audited().in[3], dsp::PathState());
+    board.reset();
+    serve();
+    EXPECT_NE(audited().incarnation, before);
+}
+
+TEST_F(Served, AnswersAtOnceWhereAcknowledgementsTakeTime) {
+    serve({}, 30);
+    hand("OpenVoice in");
+    EXPECT_TRUE(audited().in[3].voiceOpen);
+    EXPECT_THAT(client.received, SizeIs(1));
+}
+
+TEST_F(Served, CarriesOrdersOut) {
+    serve();
+    send("OpenVoice in"); // the client is known from here on
+    order({Kind::dtmf, 3, out, 11, 65535});
+    order({Kind::faxTone, 3, in, 0, 0});
+    order({Kind::alert, 15, in, 0, 0xFFFFFFFF});
+    order({Kind::failNext, 3, in, 5, 0});
+    send("OpenVoice out");
+    EXPECT_THAT(client.received,
+                ElementsAre(opened, "Dtmf out dsp=3 digit=11 duration=65535ms", "FaxTone dsp=3",
+                            "Alert in dsp=15 value=4294967295",
+                            "OpenVoiceAck out dsp=3 error=5(no port left) port=0"));
+    EXPECT_THAT(orders, ElementsAre("Order dtmf dsp=3 direction=out digit=11 duration=65535ms "
+                                    "to=0xFA",
+                                    "Order faxTone dsp=3 to=0xFA",
+                                    "Order alert dsp=15 direction=in value=4294967295 to=0xFA",
+                                    "Order failNext dsp=3 error=5(no port left) to=0xFA"));
+    EXPECT_EQ(board->counters().at("taken: Order"), 4U);
+    EXPECT_EQ(board->counters().at("taken: OpenVoice in"), 1U);
+    EXPECT_THAT(commands, SizeIs(2));
+}
+
+TEST_F(Served, AnOrderThatItCantCarryOutIsReportedAndCounted) {
+    serve();
+    order({Kind::dtmf, 16, in, 1, 80});
+    order({Kind::faxTone, 200, in, 0, 0});
+    order({Kind::failNext, 16, in, 5, 0});
+    order({Kind::dtmf, 3, static_cast<dsp::Direction>(3), 1, 80});
+    order({Kind::alert, 3, static_cast<dsp::Direction>(0), 0, 1});
+    order({Kind::dtmf, 3, in, 1, 65536});
+    order({static_cast<Kind>(5), 3, in, 0, 0});
+    imc_msg shortOrder = dsp::encodeOrder({Kind::faxTone, 3, in, 0, 0}, clientSid, 0xFA);
+    shortOrder.length = 7;
+    send(shortOrder);
+    EXPECT_THAT(client.received, IsEmpty());
+    ASSERT_THAT(reports, SizeIs(8));
+    EXPECT_EQ(reports[0], "refused: audit or order (the board has no DSP channel 16: it has 16, "
+                          "numbered from 0): Order dtmf dsp=16 direction=in digit=1 duration=80ms");
+    EXPECT_THAT(reports[3], HasSubstr("no direction: 3"));
+    EXPECT_THAT(reports[5], HasSubstr("no digit lasts so long"));
+    EXPECT_THAT(reports[6], HasSubstr("(no such order): Order dsp=3 kind=5"));
+    EXPECT_THAT(reports[7], HasSubstr("Order malformed: length=7"));
+    EXPECT_EQ(board->counters().at("refused: audit or order"), 8U);
+    EXPECT_EQ(board->counters().at("taken: Order"), 0U);
+}
+
+TEST_F(Served, ARequestThatIsNoneIsReportedAndNotAnswered) {
+    serve();
+    imc_msg request = dsp::encodeAuditRequest(1, clientSid, 0xFA);
+    request.length = 5;
+    send(request);
+    send(dsp::encodeAuditAnswer({}, clientSid, 0xFA));
+    EXPECT_THAT(client.received, IsEmpty());
+    EXPECT_THAT(reports,
+                ElementsAre(HasSubstr("AuditRequest malformed"), HasSubstr("AuditAnswer")));
+}
+
+TEST_F(Served, FaultsOfCommandsAndEventsLeaveAuditsAndOrdersAlone) {
+    serve({"drop:command", "drop", "length:event=0"});
+    EXPECT_THAT(audited().in, SizeIs(16));
+    order({Kind::failNext, 3, in, 5, 0});
+    EXPECT_THAT(orders, SizeIs(1));
+    EXPECT_EQ(board->counters().at("taken: Order"), 1U);
+    EXPECT_THAT(applied, IsEmpty());
+}
+
+TEST_F(Served, FaultsOfAudits) {
+    serve({"drop:AuditRequest:count=1", "drop:AuditAnswer:count=1", "drop:audit:after=3:count=1",
+           "duplicate:AuditAnswer:after=1"});
+    imc_msg const request = dsp::encodeAuditRequest(1, clientSid, 0xFA);
+    send(request);
+    send(request);
+    EXPECT_THAT(client.received, IsEmpty());
+    EXPECT_EQ(board->counters().at("taken: AuditRequest"), 1U);
+    send(request);
+    EXPECT_THAT(client.received, IsEmpty());
+    send(request);
+    EXPECT_THAT(client.received, SizeIs(2));
+    EXPECT_THAT(applied, SizeIs(4));
+}
+
+TEST_F(Served, FaultsOfOrders) {
+    serve({"drop:order:dsp=3:direction=in", "duplicate:order:dsp=4"});
+    transport.attach(0x01, client); // events go there until a command came
+    order({Kind::alert, 3, in, 0, 1});
+    order({Kind::alert, 3, out, 0, 1});
+    order({Kind::faxTone, 4, in, 0, 0});
+    EXPECT_THAT(client.received,
+                ElementsAre("Alert out dsp=3 value=1", "FaxTone dsp=4", "FaxTone dsp=4"));
 }
 
 TEST_F(Served, AnEventThatCantBeSentIsReported) {

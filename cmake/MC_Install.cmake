@@ -82,6 +82,7 @@ if(MC_BUILD_WORKBENCH)
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins" COMPONENT mcgw)
   install(FILES "${PROJECT_SOURCE_DIR}/docs/architecture.md"
     "${PROJECT_SOURCE_DIR}/docs/bus.md"
+    "${PROJECT_SOURCE_DIR}/docs/session.md"
     "${PROJECT_SOURCE_DIR}/docs/call-files.md"
     "${PROJECT_SOURCE_DIR}/docs/captures.md"
     "${PROJECT_SOURCE_DIR}/docs/tools.md"

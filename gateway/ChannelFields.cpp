@@ -256,6 +256,21 @@ std::vector<ChannelField> const& channelFields() {
     return fields;
 }
 
+std::string wrongValue(std::string const& name, std::string const& shown,
+                       std::string const& expected) {
+    return name + " is " + shown + ": expected " + expected;
+}
+
+std::string shown(WrittenValue const& value) {
+    if (auto const* const text = std::get_if<std::string>(&value)) {
+        return "\"" + *text + "\"";
+    }
+    if (auto const* const number = std::get_if<std::int64_t>(&value)) {
+        return std::to_string(*number);
+    }
+    return std::get<bool>(value) ? "true" : "false";
+}
+
 ChannelField const* findChannelField(std::string const& name) {
     auto const& fields = channelFields();
     auto const found = std::find_if(fields.begin(), fields.end(),

@@ -45,6 +45,13 @@ struct ChannelField {
 /** Every field that a call file may set or expect, in the order of the record. */
 std::vector<ChannelField> const& channelFields();
 
+/** "dsp is 300: expected a number from 0 to 255". */
+std::string wrongValue(std::string const& name, std::string const& shown,
+                       std::string const& expected);
+
+/** A value as an error text shows it. */
+std::string shown(WrittenValue const& value);
+
 /** @return null when there is no such field */
 ChannelField const* findChannelField(std::string const& name);
 

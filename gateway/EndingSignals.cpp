@@ -36,11 +36,14 @@ EndingSignals::EndingSignals(std::function<void()> action) {
     waiter = std::thread([this, act = std::move(action)] {
         std::array<pollfd, 2> waited = {pollfd{signals, POLLIN, 0},
                                         pollfd{ending.descriptor(), POLLIN, 0}};
-        while (poll(waited.data(), waited.size(), -1) < 0) {
-        }
-        signalfd_siginfo caught{};
-        if (waited[0].revents != 0 && read(signals, &caught, sizeof caught) > 0) {
-            act();
+        while (waited[1].revents == 0) {
+            if (poll(waited.data(), waited.size(), -1) < 0) {
+                continue;
+            }
+            signalfd_siginfo caught{};
+            if (waited[0].revents != 0 && read(signals, &caught, sizeof caught) > 0) {
+                act();
+            }
         }
     });
 }
@@ -49,7 +52,7 @@ EndingSignals::~EndingSignals() {
     ending.wake();
     waiter.join();
     close(signals);
-    // A second one while the first was obeyed asks for nothing more, and is not to kill now.
+    // One more while the first was obeyed asks for nothing more, and is not to kill now.
     sigset_t const set = endingSignals();
     timespec const atOnce{};
     while (sigtimedwait(&set, nullptr, &atOnce) > 0) {

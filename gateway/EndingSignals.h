@@ -10,8 +10,8 @@
 namespace gateway {
 
 /**
- * SIGINT and SIGTERM call an action, on a thread of their own, as long as this exists. Made before
- * any other thread, so that the signals reach this one.
+ * Each SIGINT and SIGTERM calls an action, on a thread of its own, as long as this exists. Made
+ * before any other thread, so that the signals reach this one.
  */
 class EndingSignals {
 public:

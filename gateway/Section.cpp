@@ -13,29 +13,6 @@ std::string numberRange(std::int64_t low, std::int64_t high) {
     return "a number from " + std::to_string(low) + " to " + std::to_string(high);
 }
 
-/** A value as an error text shows it. */
-std::string shown(toml::node const& node) {
-    if (auto const text = node.value_exact<std::string>()) {
-        return "\"" + *text + "\"";
-    }
-    if (auto const number = node.value_exact<std::int64_t>()) {
-        return std::to_string(*number);
-    }
-    if (auto const flag = node.value_exact<bool>()) {
-        return *flag ? "true" : "false";
-    }
-    switch (node.type()) {
-    case toml::node_type::table:
-        return "a table";
-    case toml::node_type::array:
-        return "an array";
-    case toml::node_type::floating_point:
-        return "a number with a fraction";
-    default:
-        return "a date or a time";
-    }
-}
-
 std::optional<WrittenValue> writtenValue(toml::node const& node) {
     if (auto const text = node.value_exact<std::string>()) {
         return *text;
@@ -49,9 +26,26 @@ std::optional<WrittenValue> writtenValue(toml::node const& node) {
     return std::nullopt;
 }
 
+/** A value as an error text shows it. */
+std::string shown(toml::node const& node) {
+    if (auto const value = writtenValue(node)) {
+        return gateway::shown(*value);
+    }
+    switch (node.type()) {
+    case toml::node_type::table:
+        return "a table";
+    case toml::node_type::array:
+        return "an array";
+    case toml::node_type::floating_point:
+        return "a number with a fraction";
+    default:
+        return "a date or a time";
+    }
+}
+
 [[noreturn]] void failValue(std::string const& file, toml::node const& node, std::string const& key,
                             std::string const& expected) {
-    fail(file, positionOf(node.source()), key + " is " + shown(node) + ": expected " + expected);
+    fail(file, positionOf(node.source()), wrongValue(key, shown(node), expected));
 }
 
 } // namespace

@@ -16,8 +16,8 @@ SessionManager::SessionManager(Listener listener)
 SessionManager::~SessionManager() {
     mcManager->unregistration(this);
     delete mcManager;
-    for (Record const& record : records) {
-        GC_GarbageCollector::instance()->dereference(record.channel);
+    for (auto const& [name, channel] : records) {
+        GC_GarbageCollector::instance()->dereference(channel);
     }
 }
 
@@ -26,24 +26,26 @@ MC_Channel& SessionManager::create(std::string const& name) {
     channel->joinDsp = 0;
     channel->faxRedundancy = 0;
     channel->faxDepth = 0;
-    records.push_back({name, channel});
+    records.emplace(name, channel);
+    names.emplace(channel, name);
     return *channel;
 }
 
 void SessionManager::release(MC_Channel& channel) {
-    auto const found = std::find_if(records.begin(), records.end(), [&channel](auto const& each) {
-        return each.channel == &channel;
-    });
-    if (found != records.end()) {
-        records.erase(found);
-        GC_GarbageCollector::instance()->dereference(&channel);
+    auto const found = names.find(&channel);
+    if (found == names.end()) {
+        return;
     }
+    auto const [first, last] = records.equal_range(found->second);
+    records.erase(std::find_if(first, last,
+                               [&channel](auto const& each) { return each.second == &channel; }));
+    names.erase(found);
+    GC_GarbageCollector::instance()->dereference(&channel);
 }
 
 MC_Channel* SessionManager::find(std::string const& name) const {
-    auto const found = std::find_if(records.begin(), records.end(),
-                                    [&name](auto const& each) { return each.name == name; });
-    return found == records.end() ? nullptr : found->channel;
+    auto const found = records.find(name);
+    return found == records.end() ? nullptr : found->second;
 }
 
 std::optional<std::string> SessionManager::perform(Operation operation, MC_Channel& channel) {
@@ -62,10 +64,8 @@ unsigned SessionManager::listings(MC_Channel const& channel) {
 }
 
 std::string SessionManager::nameOf(MC_Channel const* channel) const {
-    auto const found = std::find_if(records.begin(), records.end(), [channel](Record const& each) {
-        return each.channel == channel;
-    });
-    return found == records.end() ? "none" : found->name;
+    auto const found = names.find(channel);
+    return found == names.end() ? "none" : found->second;
 }
 
 void SessionManager::faxToneEvent(MC_Channel* pChannel, MC_FaxTone const& /*faxTone*/) {

@@ -7,9 +7,9 @@
 #include "MC_Observer.h"
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace gateway {
 
@@ -56,11 +56,6 @@ public:
     static unsigned listings(MC_Channel const& channel);
 
 private:
-    struct Record {
-        std::string name;
-        MC_Channel* channel;
-    };
-
     void faxToneEvent(MC_Channel* pChannel, MC_FaxTone const& faxTone) override;
     void ackEvent(MC_Channel* pChannel, MC_Acknowledge const& acknowledge) override;
     void dtmfEvent(MC_Channel* pChannel, MC_Dtmf const& dtmf) override;
@@ -70,7 +65,8 @@ private:
 
     Listener tell;
     MC_Manager* mcManager;
-    std::vector<Record> records;
+    std::map<MC_Channel const*, std::string> names;
+    std::multimap<std::string, MC_Channel*> records;
 };
 
 } // namespace gateway

@@ -59,6 +59,9 @@ void addBusOptions(CLI::App& command, host::BusOptions& options);
 /** `mcgw console`. */
 Subcommand addConsole(CLI::App& program);
 
+/** `mcgw session`. */
+Subcommand addSession(CLI::App& program);
+
 } // namespace gateway
 
 #endif

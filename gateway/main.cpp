@@ -17,9 +17,9 @@ std::vector<Subcommand> addAll(CLI::App& program) {
     return {
         gateway::addCall(program),    gateway::addMsc(program),
 #ifdef MC_HAS_BUS
-        gateway::addDsp(program),     gateway::addKeys(program),   gateway::addConsole(program),
-        gateway::addCapture(program), gateway::addInject(program), gateway::addReplay(program),
-        gateway::addLoad(program),
+        gateway::addDsp(program),     gateway::addKeys(program),    gateway::addConsole(program),
+        gateway::addCapture(program), gateway::addInject(program),  gateway::addReplay(program),
+        gateway::addLoad(program),    gateway::addSession(program),
 #endif
     };
 }

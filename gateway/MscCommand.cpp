@@ -128,6 +128,8 @@ Subcommand addMsc(CLI::App& program) {
         ->check(CLI::Range(0U, 255U));
     msc->add_flag("--all-fields", options->chart.allFields,
                   "Every field of each message, instead of those that tell the story");
+    msc->add_flag("--audits", options->chart.audits,
+                  "Also the messages with which a session audits its boards");
     msc->add_option("--svg", options->svg, "Draw an SVG picture into this file");
     msc->add_option("--png", options->png, "Draw a PNG picture into this file");
     msc->add_flag("--ascii", options->isAscii,

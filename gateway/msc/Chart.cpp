@@ -4,6 +4,7 @@
 
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
+#include "dsp/Service.h"
 #include "dsp/Validator.h"
 #include "host/imc/SidText.h"
 
@@ -90,15 +91,29 @@ bool isEvent(imc_msg const& message) {
     return dsp::findEvent(message.messageId) != nullptr;
 }
 
+bool is(dsp::Service service, imc_msg const& message) {
+    return message.messageId == static_cast<std::uint32_t>(service);
+}
+
 /** Whether the message is about the DSP channel. */
 bool concerns(imc_msg const& message, unsigned dsp) {
-    return (isCommand(message) || isEvent(message)) && message.length != 0 &&
-           message.payload[0] == dsp;
+    return (isCommand(message) || isEvent(message) || is(dsp::Service::order, message)) &&
+           message.length != 0 && message.payload[0] == dsp;
+}
+
+/** What a session asks its boards again and again, and what they answer: no part of a call. */
+bool isAudit(CaptureRecord const& record) {
+    imc_msg const message = messageOf(record);
+    return (is(dsp::Service::auditRequest, message) || is(dsp::Service::auditAnswer, message)) &&
+           isWellFormed(record) && !record.isRefused;
 }
 
 bool isWanted(CaptureRecord const& record, ChartOptions const& options) {
     if (!hasHeader(record)) {
         return !options.dsp && !options.sid;
+    }
+    if (!options.audits && isAudit(record)) {
+        return false;
     }
     imc_msg const message = messageOf(record);
     bool const isSid =

@@ -54,6 +54,8 @@ struct ChartOptions {
     std::optional<unsigned> sid;
     /** Every field, instead of those that tell the story. */
     bool allFields = false;
+    /** Also those with which a session audits its boards. */
+    bool audits = false;
 };
 
 Chart makeChart(std::vector<CaptureRecord> const& records, ChartOptions const& options);

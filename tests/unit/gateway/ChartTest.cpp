@@ -5,6 +5,8 @@
 #include "gateway/msc/PictureChart.h"
 #include "gateway/msc/TextChart.h"
 #include "gateway/msc/Wrap.h"
+
+#include "dsp/Service.h"
 #include "tests/support/CaptureBytes.h"
 
 #include <gmock/gmock.h>
@@ -231,6 +233,37 @@ TEST(Chart, choosesByDspAndByAddress) {
     Chart const chart = gateway::makeChart(records.list, dsp);
     EXPECT_TRUE(chart.messages.at(1).delay);
     EXPECT_EQ(chart.messages.at(3).time, milliseconds(1502));
+}
+
+TEST(Chart, leavesAuditsOutUnlessTheyAreWanted) {
+    Records records = call();
+    std::size_t const ofTheCall = records.list.size();
+    imc_msg malformed = dsp::encodeAuditRequest(2, 1, 0x12);
+    malformed.length = 3;
+    records.add(milliseconds(1510), dsp::encodeAuditRequest(1, 1, 0x11))
+        .add(milliseconds(1511), dsp::encodeAuditAnswer({1, 7, {}, {}}, 0x11, 1))
+        .add(milliseconds(1512), malformed);
+
+    Chart const chart = gateway::makeChart(records.list, {});
+    EXPECT_EQ(chart.messages.size(), ofTheCall + 1);
+    EXPECT_EQ(chart.messages.back().number, ofTheCall + 3);
+    for (gateway::ChartInstance const& instance : chart.instances) {
+        EXPECT_NE(instance.sid, 0x11);
+    }
+
+    ChartOptions options;
+    options.audits = true;
+    EXPECT_EQ(gateway::makeChart(records.list, options).messages.size(), ofTheCall + 3);
+}
+
+TEST(Chart, anOrderConcernsItsDspChannel) {
+    Records records = call();
+    records.add(
+        milliseconds(1510),
+        dsp::encodeOrder({dsp::Order::Kind::faxTone, 9, dsp::Direction::in, 0, 0}, 1, 0x10));
+    ChartOptions options;
+    options.dsp = 9;
+    EXPECT_EQ(gateway::makeChart(records.list, options).messages.size(), 1U);
 }
 
 TEST(Wrap, breaksAtBlanks) {

@@ -80,14 +80,16 @@ if(MC_BUILD_WORKBENCH)
   # Where Wireshark looks for everybody's plugins; those in Lua are for every version of it.
   install(FILES "${PROJECT_SOURCE_DIR}/wireshark/mc_imc.lua"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins" COMPONENT mcgw)
-  install(FILES "${PROJECT_SOURCE_DIR}/docs/architecture.md"
+  install(FILES
+    "${PROJECT_SOURCE_DIR}/docs/architecture.md"
     "${PROJECT_SOURCE_DIR}/docs/bus.md"
-    "${PROJECT_SOURCE_DIR}/docs/session.md"
     "${PROJECT_SOURCE_DIR}/docs/call-files.md"
     "${PROJECT_SOURCE_DIR}/docs/captures.md"
-    "${PROJECT_SOURCE_DIR}/docs/tools.md"
     "${PROJECT_SOURCE_DIR}/docs/console.md"
     "${PROJECT_SOURCE_DIR}/docs/load.md"
+    "${PROJECT_SOURCE_DIR}/docs/session.md"
+    "${PROJECT_SOURCE_DIR}/docs/tools.md"
+    "${PROJECT_SOURCE_DIR}/docs/workbench.md"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw" COMPONENT mcgw)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/calls"
     DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/mcgw/examples" COMPONENT mcgw)
@@ -179,9 +181,10 @@ of the CMake package and its pkg-config file."
     NEEDS libmc-host1 libmc-api-dev)
   mc_debian(mcgw comm "reference Session Manager of the media channel library" "\
 Places the calls that call files describe between the media channel library
-and a DSP board in software, and checks what is expected of them. Records the
-messages of a call, draws them as a message sequence chart, and has a
-dissector of them for Wireshark."
+and a DSP board in software, and checks what is expected of them. Runs boards,
+Session Managers and operator's consoles as processes on a bus, and makes them
+fail by rule. Records the messages, draws them as a message sequence chart,
+sends them by hand, and has a dissector of them for Wireshark."
     NEEDS libmc-api1 libmc-host1
     SUGGESTS gnuplot-nox graphviz wireshark
     CONTAINS cppzmq-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev)

@@ -7,13 +7,13 @@ The directories come before PATH. Each block of the page that begins with
     ```console terminal=NAME
 
 is typed into the terminal of that name, in the order of the page; without a name it is "main". All
-terminals are in one empty directory. In a block
+terminals are in one directory, where the examples and the dissector are. In a block
 
     $ COMMAND        is run by a shell
     mcgw> LINE       is typed into the program that the terminal's last command started
-    ^C               interrupts that program, and ^D ends its input; it has to end then
+    ^C               interrupts that program, and ^D ends its input: it has to end then
     any other line   is what is printed: "..." in it stands for anything, and as a whole line for any
-                     number of lines; blanks count as one
+                     number of lines; blanks count as one, and empty lines as none
 
 What is shown has to be printed, in its order and with nothing between. A command has to end with
 status 0 before the next one of its terminal, unless its block is over: then it goes on, and a later
@@ -30,6 +30,7 @@ import threading
 import time
 
 PATIENCE = 60  # seconds, for a loaded machine
+FOLDERS = ["examples", "wireshark"]  # of the tree, in the folder of the tour
 BLOCK = re.compile(r"^```console(?P<options>[^\n]*)\n(?P<text>.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
@@ -73,12 +74,15 @@ class Program:
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
             errors="replace")
         self.lines = []
+        self.is_ending = False
+        self.is_skipping = False
         self.reader = threading.Thread(target=self.read, daemon=True)
         self.reader.start()
 
     def read(self):
         for line in self.process.stdout:
-            self.lines.append(line.rstrip("\n"))
+            if line.strip():
+                self.lines.append(line.rstrip("\n"))
 
     def type(self, line):
         self.process.stdin.write(line + "\n")
@@ -90,8 +94,17 @@ class Program:
         except ProcessLookupError:
             pass
 
+    def interrupt(self):
+        """Once: a second time would be meant for a program that does not end."""
+        if not self.is_ending:
+            self.signal(signal.SIGINT)
+        self.is_ending = True
+
     def expect(self, shown):
         """Waits for the lines, which are used up then."""
+        shown = ["..."] * self.is_skipping + shown
+        # How many lines are left out at the end shows when the next ones are expected.
+        self.is_skipping = shown[-1].strip() == "..."
         end = time.monotonic() + PATIENCE
         while True:
             is_over = not self.reader.is_alive()
@@ -106,14 +119,14 @@ class Program:
                     "" if is_over else " in %d seconds" % PATIENCE, "\n  ".join(printed)))
             time.sleep(0.02)
 
-    def end(self):
-        """Waits for the end, which has to be a good one."""
+    def end(self, has_to_be_good=True):
+        """Waits for the end."""
         try:
             status = self.process.wait(PATIENCE)
         except subprocess.TimeoutExpired:
             raise Wrong("%s\ndid not end in %d seconds" % (self.command, PATIENCE)) from None
         self.reader.join(PATIENCE)
-        if status != 0:
+        if has_to_be_good and status != 0:
             raise Wrong("%s\nended with status %d and:\n  %s" % (
                 self.command, status, "\n  ".join(self.lines)))
 
@@ -138,7 +151,7 @@ class Terminal:
                 self.settle(shown)
                 shown = []
                 self.do(prompt, rest)
-            else:
+            elif line.strip():
                 shown.append(line)
         self.settle(shown)
 
@@ -159,9 +172,10 @@ class Terminal:
         if prompt == "mcgw>":
             self.program.type(text)
         elif prompt == "^C":
-            self.program.signal(signal.SIGINT)
+            self.program.interrupt()
         else:
             self.program.process.stdin.close()
+            self.program.is_ending = True
 
     def finish(self):
         self.program.end()
@@ -169,8 +183,9 @@ class Terminal:
 
     def interrupt(self):
         if self.program is not None:
-            self.program.signal(signal.SIGINT)
-            self.finish()
+            is_shown = self.program.is_ending
+            self.program.interrupt()
+            self.program.end(has_to_be_good=is_shown)
 
     def kill(self):
         if self.program is not None:
@@ -184,7 +199,11 @@ def tour(page, directories):
         raise Wrong("%s has no block that begins with ```console" % page)
     with tempfile.TemporaryDirectory(prefix="mc-tour-") as directory:
         environment = dict(os.environ)
-        environment["PATH"] = ":".join(directories + [environment["PATH"]])
+        root = os.path.dirname(os.path.dirname(os.path.abspath(page)))
+        for folder in FOLDERS:
+            os.symlink(os.path.join(root, folder), os.path.join(directory, folder))
+        environment["PATH"] = ":".join(
+            [os.path.abspath(each) for each in directories] + [environment["PATH"]])
         environment["XDG_RUNTIME_DIR"] = directory
         environment["XDG_STATE_HOME"] = directory
         environment["HOME"] = directory

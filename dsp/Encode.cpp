@@ -3,6 +3,7 @@
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
 #include "dsp/Layouts.h"
+#include "dsp/Shown.h"
 #include "dsp/Spelling.h"
 #include "dsp/Writer.h"
 
@@ -34,7 +35,7 @@ std::string listOf(Names const& names) {
 }
 
 [[noreturn]] void refuse(char const* name, std::string const& value, std::string const& expected) {
-    throw std::invalid_argument("bad value \"" + value + "\" of " + name + ": expected " +
+    throw std::invalid_argument("bad value \"" + shown(value) + "\" of " + name + ": expected " +
                                 expected);
 }
 
@@ -229,7 +230,7 @@ std::vector<imc_msg> emptyMessages(std::string const& name) {
         Names titles;
         addTitles(commandKinds(), titles);
         addTitles(eventKinds(), titles);
-        throw std::invalid_argument("unknown message \"" + name + "\": expected one of " +
+        throw std::invalid_argument("unknown message \"" + shown(name) + "\": expected one of " +
                                     listOf(titles));
     }
     if (name == "SetParameter") {
@@ -256,11 +257,14 @@ imc_msg chosen(std::vector<imc_msg> const& messages, Names const& given) {
     }
     for (std::string const& each : given) {
         if (!isAmong(all, each)) {
-            throw std::invalid_argument("unknown field \"" + each + "\": expected one of " +
+            throw std::invalid_argument("unknown field \"" + shown(each) + "\": expected one of " +
                                         listOf(all));
         }
     }
-    throw std::invalid_argument("it takes one parameter, not " + listOf(given));
+    Names parameters;
+    std::copy_if(given.begin(), given.end(), std::back_inserter(parameters),
+                 [](std::string const& each) { return each != "dsp"; });
+    throw std::invalid_argument("it takes one parameter, not " + listOf(parameters));
 }
 
 template <typename Message>

@@ -101,11 +101,14 @@ bool BusSender::awaitTaken(Milliseconds limit) {
         // Also when it is to end: what was sent was sent.
         dispatcher.runUntil([] { return false; }, Milliseconds(2));
     }
-    std::size_t const left = untaken();
-    if (left != 0) {
-        report.result("untaken", plural(left, "message") + " not taken", {{"count", left}});
+    for (host::BusPeer const& peer : transport.peers()) {
+        if (!peer.isTap && peer.untaken != 0) {
+            report.result(
+                "untaken", plural(peer.untaken, "message") + " not taken by " + peer.holder.text(),
+                {{"count", peer.untaken}, {"name", peer.holder.name}, {"pid", peer.holder.pid}});
+        }
     }
-    return left == 0 && counters.value(host::Cause::busMessageLost) == 0;
+    return untaken() == 0 && counters.value(host::Cause::busMessageLost) == 0;
 }
 
 void BusSender::peerLost(unsigned char sid, host::BusHolder const& holder,

@@ -65,7 +65,10 @@ int run(CaptureOptions const& options) {
     auto const writer = startWriter(options.file);
     host::Dispatcher loop;
     std::unique_ptr<BusCapture> capturing;
-    EndingSignals const signals([&] { loop.post([&] { capturing->finish(); }); });
+    EndingSignals const signals([&] {
+        writer->endWaiting();
+        loop.post([&] { capturing->finish(); });
+    });
     std::ostream& out = options.file == "-" ? std::cerr : std::cout;
     Report report(out, options.report);
     report.startClock();

@@ -58,7 +58,12 @@ int run(DspOptions const& options) {
     std::unique_ptr<CaptureTap> const capture = startCapture(options.capture);
     process.watcher = capture.get();
     host::Dispatcher loop;
-    EndingSignals const signals([&loop] { loop.stop(); });
+    EndingSignals const signals([&] {
+        if (capture) {
+            capture->endWaiting();
+        }
+        loop.stop();
+    });
     Report report(std::cout, options.report);
     report.startClock();
     BoardProcess boards(loop, report, process);

@@ -32,7 +32,7 @@ char const injectHelp[] =
 that are not given are 0:
 
   mcgw inject --to 0x01 --from 0x10 "OpenVoiceAck in dsp=3 port=5000"
-  mcgw inject --to 0x10 --serve "OpenVoice in dsp=3 remote=10.0.9.1:4000"
+  mcgw inject --to 0x10 --serve "OpenVoice in dsp=3 fax=UDP remote=10.0.9.1:4000 remoteRtcp=4001"
   mcgw inject --raw "00 02 10 00 FFFF 0000 00000064 03"
   mcgw inject --to 0x10 --id 100 --payload 03 --length 36
 
@@ -40,8 +40,8 @@ A file has one message in each line, or "raw" and the bytes of a record; # begin
 
 More: docs/tools.md.
 
-Exit status: 0 when every message was sent and taken, 1 when one was refused or not taken, or the
-bus can't be joined, 2 for a bad command line or a message that can't be made.)";
+Exit status: 0 when every message was sent and taken, 1 when one was not, or the bus can't be
+joined, 2 for a bad command line or a message that can't be made.)";
 
 unsigned char const defaultSource = 0x02;
 /** How long the end waits for what was sent to be taken. */
@@ -86,6 +86,10 @@ std::vector<WrittenMessage> readFile(std::string const& path) {
         return readWritten(std::cin, "standard input");
     }
     std::ifstream file(path);
+    // A directory can be opened, but not read.
+    if (file && file.peek() == std::ifstream::traits_type::eof() && !file.bad()) {
+        return {};
+    }
     if (!file) {
         throw std::invalid_argument(path + ": " + std::strerror(errno));
     }
@@ -93,13 +97,13 @@ std::vector<WrittenMessage> readFile(std::string const& path) {
 }
 
 void address(WrittenMessage& written, InjectOptions const& options) {
-    if (!written.isAddressed && !options.to) {
+    if (!written.hasDestination && !options.to) {
         throw std::invalid_argument("a message needs --to, the IMC address that it goes to");
     }
     if (options.to) {
         written.message.destinationSid = static_cast<std::uint8_t>(*options.to);
     }
-    if (options.from || !written.isAddressed) {
+    if (options.from || !written.hasSource) {
         written.message.sourceSid = static_cast<std::uint8_t>(options.from.value_or(defaultSource));
     }
 }
@@ -205,16 +209,22 @@ int run(InjectOptions const& options) {
     }
     bool const isTaken = sender->awaitTaken(takenLimit);
     std::size_t const received = answers ? answers->received() : 0;
-    report.result(
-        "summary",
-        plural(sender->sent(), "message") + " sent, " + std::to_string(sender->refused()) +
-            " refused" + (answers ? ", " + plural(received, "answer") : ""),
-        {{"sent", sender->sent()}, {"refused", sender->refused()}, {"answers", received}});
+    std::size_t const notSent =
+        messages.size() * options.repeat - sender->sent() - sender->refused();
+    report.result("summary",
+                  plural(sender->sent(), "message") + " sent, " +
+                      std::to_string(sender->refused()) + " refused" +
+                      (notSent == 0 ? "" : ", " + std::to_string(notSent) + " not sent") +
+                      (answers ? ", " + plural(received, "answer") : ""),
+                  {{"sent", sender->sent()},
+                   {"refused", sender->refused()},
+                   {"not_sent", notSent},
+                   {"answers", received}});
     answers.reset();
     if (!std::cout) {
         throw std::runtime_error("the report can't be written");
     }
-    return isTaken && sender->refused() == 0 ? allHeld : someFailed;
+    return isTaken && sender->refused() + notSent == 0 ? allHeld : someFailed;
 }
 
 void addMessages(CLI::App& inject, InjectOptions& options) {
@@ -267,15 +277,18 @@ Subcommand addInject(CLI::App& program) {
                      "How long to wait until the receivers are on the bus, ms")
         ->check(CLI::Range(0U, 3600000U))
         ->capture_default_str();
-    inject->add_flag("--serve", options->isServing,
-                     "Serve the address of the first message's sender, and show what comes back");
+    auto* const serve = inject->add_flag(
+        "--serve", options->isServing,
+        "Serve the address of the first message's sender, and show what comes back");
     inject->add_option("--wait", options->wait, "With --serve: how long after the last message, ms")
         ->check(CLI::Range(0U, 3600000U))
+        ->needs(serve)
         ->capture_default_str();
     inject
         ->add_option("--answers", options->answers,
                      "With --serve: wait no longer than until so many came")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::PositiveNumber)
+        ->needs(serve);
     addBusOptions(*inject, options->bus);
     inject->add_flag("--json", options->report.json, "One JSON object per line");
     inject->add_flag("--quiet", options->report.quiet, "Refusals and the summary only");

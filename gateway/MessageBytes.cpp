@@ -3,11 +3,18 @@
 #include "gateway/Message.h"
 
 #include "dsp/Encode.h"
+#include "dsp/Shown.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
+#include <system_error>
 
 namespace gateway {
+
+using dsp::shown;
 
 namespace {
 
@@ -42,6 +49,31 @@ std::string contentOf(std::string const& line) {
     return line.substr(begin, end - begin);
 }
 
+std::uint8_t parseSid(dsp::Field const& field) {
+    bool const isHex = field.value.rfind("0x", 0) == 0;
+    char const* const begin = field.value.data() + (isHex ? 2 : 0);
+    char const* const end = field.value.data() + field.value.size();
+    std::uint8_t sid = 0;
+    auto const [last, fault] = std::from_chars(begin, end, sid, isHex ? 16 : 10);
+    if (fault != std::errc() || last != end) {
+        throw std::invalid_argument("bad value \"" + shown(field.value) + "\" of " + field.name +
+                                    ": expected an IMC address from 0x00 to 0xFF");
+    }
+    return sid;
+}
+
+/** The address in the field, which the message has no more then; reports show both this way. */
+std::optional<std::uint8_t> takeSid(Message& message, char const* name) {
+    auto const found = std::find_if(message.fields.begin(), message.fields.end(),
+                                    [name](dsp::Field const& each) { return each.name == name; });
+    if (found == message.fields.end()) {
+        return std::nullopt;
+    }
+    std::uint8_t const sid = parseSid(*found);
+    message.fields.erase(found);
+    return sid;
+}
+
 } // namespace
 
 std::vector<std::uint8_t> parseHexadecimal(std::string const& text) {
@@ -53,7 +85,7 @@ std::vector<std::uint8_t> parseHexadecimal(std::string const& text) {
         }
         int const digit = digitOf(each);
         if (digit < 0) {
-            throw std::invalid_argument("bad bytes \"" + text +
+            throw std::invalid_argument("bad bytes \"" + shown(text) +
                                         "\": expected two hexadecimal digits for each byte");
         }
         if (high < 0) {
@@ -64,7 +96,7 @@ std::vector<std::uint8_t> parseHexadecimal(std::string const& text) {
         }
     }
     if (high >= 0) {
-        throw std::invalid_argument("bad bytes \"" + text + "\": the last one is half");
+        throw std::invalid_argument("bad bytes \"" + shown(text) + "\": the last one is half");
     }
     return bytes;
 }
@@ -77,7 +109,7 @@ WrittenMessage parseRecord(std::string const& hexadecimal) {
     }
     WrittenMessage written;
     std::memcpy(&written.message, bytes.data(), bytes.size());
-    written.isAddressed = bytes.size() >= addressedSize;
+    written.hasSource = written.hasDestination = bytes.size() >= addressedSize;
     return written;
 }
 
@@ -85,8 +117,16 @@ WrittenMessage parseWritten(std::string const& text) {
     if (text.rfind(rawWord, 0) == 0) {
         return parseRecord(text.substr(rawWord.size()));
     }
-    Message const message = parseMessage(text);
-    return {dsp::encode(message.name, message.fields), false};
+    Message message = parseMessage(text);
+    std::optional<std::uint8_t> const source = takeSid(message, "from");
+    std::optional<std::uint8_t> const destination = takeSid(message, "to");
+    WrittenMessage written;
+    written.message = dsp::encode(message.name, message.fields);
+    written.message.sourceSid = source.value_or(0);
+    written.message.destinationSid = destination.value_or(0);
+    written.hasSource = source.has_value();
+    written.hasDestination = destination.has_value();
+    return written;
 }
 
 std::vector<WrittenMessage> readWritten(std::istream& from, std::string const& name) {

@@ -14,7 +14,8 @@ namespace gateway {
 struct WrittenMessage {
     imc_msg message{};
     /** Whether its addresses were written too. */
-    bool isAddressed = false;
+    bool hasSource = false;
+    bool hasDestination = false;
 };
 
 /**
@@ -31,8 +32,8 @@ std::vector<std::uint8_t> parseHexadecimal(std::string const& text);
 WrittenMessage parseRecord(std::string const& hexadecimal);
 
 /**
- * A command or event by name and fields, "OpenVoiceAck in dsp=3 port=5000", or a record, "raw 00
- * 01".
+ * A command or event by name and fields, "OpenVoiceAck in dsp=3 port=5000", with from=SID and
+ * to=SID where its addresses are written too, or a record, "raw 00 01".
  * @throw std::invalid_argument with what is wrong and what could stand there
  */
 WrittenMessage parseWritten(std::string const& text);

@@ -344,9 +344,12 @@ bool CaptureReader::next(CaptureRecord& to) {
 
 Capture readCapture(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    // A directory can be opened, but not read.
+    bool const isRead = file && (file.peek() != std::ifstream::traits_type::eof() || !file.bad());
+    if (!isRead) {
         throw CaptureError(path + ": " + std::strerror(errno));
     }
+    file.clear();
     CaptureReader reader(file, path);
     Capture capture{};
     for (CaptureRecord record; reader.next(record);) {

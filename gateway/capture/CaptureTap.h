@@ -26,6 +26,9 @@ public:
     void refused(imc_msg const& message, std::string const& reason) override;
     void received(imc_msg const& message) override;
 
+    /** As CaptureWriter's. */
+    void endWaiting() { writer.endWaiting(); }
+
     /** @throw std::runtime_error naming the path and what was wrong first */
     void end();
 

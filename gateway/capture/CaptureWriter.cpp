@@ -4,11 +4,14 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -24,6 +27,9 @@ char const refused[] = "refused: ";
 /** An option's length has 16 bits. */
 std::size_t const longestOption = 0xFFFF;
 std::size_t const longestReason = longestOption - (sizeof refused - 1);
+/** How long a pipe that nobody empties may delay the end, once that is wanted. */
+std::chrono::seconds const patience{1};
+int const pollMilliseconds = 100;
 
 /** Fields one after the other; big-endian like the messages, which the format leaves to us. */
 class Fields {
@@ -132,14 +138,19 @@ CaptureWriter::CaptureWriter(std::string const& itsPath) : path(itsPath), file(-
 void CaptureWriter::openFile() {
     bool const isOutput = path == "-";
     struct stat status {};
-    bool const isFile = !isOutput && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    bool isFile = !isOutput && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
     // A file is looked into before it is emptied; a pipe can only be opened for writing.
     file = isOutput ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
                     : open(path.c_str(), (isFile ? O_RDWR : O_WRONLY) | O_CREAT | O_CLOEXEC, 0666);
     if (file < 0) {
         fail(std::strerror(errno));
     }
-    if (isFile && !mayBeReplaced(file)) {
+    isFile = !isOutput && fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    // Two that write the same file would leave one that nobody can read.
+    if (isFile && flock(file, LOCK_EX | LOCK_NB) != 0) {
+        fail(errno == EWOULDBLOCK ? "another process is recording there" : std::strerror(errno));
+    }
+    if (isFile && status.st_size != 0 && !mayBeReplaced(file)) {
         fail("exists and is no capture: it is not overwritten");
     }
     if (isFile && ftruncate(file, 0) != 0) {
@@ -210,13 +221,30 @@ bool CaptureWriter::isReaderGone() const {
 
 void CaptureWriter::put(std::string const& block) {
     for (std::size_t written = 0; written < block.size();) {
-        ssize_t const count = ::write(file, block.data() + written, block.size() - written);
+        awaitRoom();
+        // A pipe that has room takes this many without waiting.
+        std::size_t const size = std::min<std::size_t>(block.size() - written, PIPE_BUF);
+        ssize_t const count = ::write(file, block.data() + written, size);
         if (count >= 0) {
             written += static_cast<std::size_t>(count);
         } else if (errno == EPIPE) {
             throw ReaderGone("capture " + path + ": " + std::strerror(errno));
         } else if (errno != EINTR) {
             fail(std::strerror(errno));
+        }
+    }
+}
+
+void CaptureWriter::awaitRoom() const {
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point giveUp = Clock::time_point::max();
+    pollfd polled = {file, POLLOUT, 0};
+    while (poll(&polled, 1, pollMilliseconds) == 0) {
+        if (Clock::now() >= giveUp) {
+            fail("its reader takes nothing");
+        }
+        if (isEnding && giveUp == Clock::time_point::max()) {
+            giveUp = Clock::now() + patience;
         }
     }
 }

@@ -3,6 +3,7 @@
 
 #include "imc/imc_msg.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <stdexcept>
@@ -27,7 +28,8 @@ public:
 
     /**
      * Starts the file. A capture that is there already is replaced, as every capture program does;
-     * any other file that holds something stays as it is.
+     * any other file that holds something stays as it is, and so does one that another process
+     * is writing.
      * @throw std::runtime_error naming the path and what is wrong
      */
     explicit CaptureWriter(std::string const& path);
@@ -56,6 +58,12 @@ public:
      */
     void end(std::chrono::nanoseconds time, std::uint64_t missed);
 
+    /**
+     * From now on a pipe whose reader takes nothing is waited for only a short while, and is a
+     * fault then. Any thread may call it, also while another one waits.
+     */
+    void endWaiting() { isEnding = true; }
+
     /** Whether the file is a pipe that nobody reads any more. */
     bool isReaderGone() const;
 
@@ -66,12 +74,14 @@ private:
     void writeRecord(imc_msg const& message, std::chrono::nanoseconds time,
                      std::string const& options);
     void put(std::string const& block);
+    void awaitRoom() const;
     void openFile();
     [[noreturn]] void fail(std::string const& what) const;
 
     std::string path;
     int file;
     std::uint64_t records = 0;
+    std::atomic<bool> isEnding{false};
 };
 
 } // namespace gateway

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -236,6 +237,58 @@ TEST_F(ToolsOnTheBus, ACaptureThatCantBeBegunIsRefused) {
     EXPECT_EQ(textsOf(file("old.pcapng")).size(), 1U) << "kept";
 }
 
+TEST_F(ToolsOnTheBus, ACaptureThatIsBeingWrittenIsLeftAlone) {
+    auto const board = startDsp({"--capture", file("dsp.pcapng")});
+    EXPECT_EQ(inject({"--to", "0x10", "CloseVoice in dsp=1"}).status, 0);
+    // The same command once more, and a capture into the same file.
+    for (Words const& again : {onBus({"dsp"}, {"--capture", file("dsp.pcapng")}),
+                               onBus({"capture", file("dsp.pcapng")}, {"--for", "1"})}) {
+        ProgramRun const run = runProgram(again);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_THAT(run.errors, HasSubstr("dsp.pcapng: another process is recording there\n"));
+    }
+    EXPECT_EQ(inject({"--to", "0x10", "CloseVoice in dsp=2"}).status, 0);
+    board->await("command", [](Json const& line) { return line.at("fields").at("dsp") == 2; });
+    EXPECT_EQ(ended(*board), 0);
+    EXPECT_THAT(textsOf(file("dsp.pcapng")), Contains("CloseVoice in dsp=1"));
+    EXPECT_THAT(textsOf(file("dsp.pcapng")), Contains("CloseVoice in dsp=2"));
+}
+
+TEST_F(ToolsOnTheBus, APipeThatIsFullDoesNotKeepACaptureFromEnding) {
+    ASSERT_EQ(mkfifo(file("bus.pcapng").c_str(), 0600), 0);
+    BackgroundProgram capture(onBus({"capture", file("bus.pcapng")}));
+    int const reader = open(file("bus.pcapng").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    capture.await("bus");
+    PlayedNode node(loop, ipc("session"));
+    node.transport->attach(0x01, node.board);
+    ASSERT_TRUE(awaitTap(node));
+    for (int i = 0; i < 200; ++i) {
+        node.transport->send(event("FaxTone", "1"));
+    }
+    // What is left does not fit into the pipe.
+    int const room = fcntl(reader, F_GETPIPE_SZ);
+    ASSERT_TRUE(await([&] {
+        int held = 0;
+        return ioctl(reader, FIONREAD, &held) == 0 && held > room / 2;
+    }));
+    EXPECT_EQ(ended(capture), 1);
+    EXPECT_THAT(capture.errors(), HasSubstr("bus.pcapng: its reader takes nothing\n"));
+    close(reader);
+}
+
+TEST_F(ToolsOnTheBus, ALongHoldDoesNotHoldUpTheEnd) {
+    auto const node = session();
+    auto const capture = startCapture(1, {"--hold", "60000"});
+    ASSERT_TRUE(awaitTap(*node));
+    node->transport->send(event("FaxTone", "1"));
+    ASSERT_TRUE(await([&] { return node->board.received.size() == 1; }));
+    capture->signal(SIGTERM);
+    EXPECT_TRUE(await([&] { return !capture->lines("summary").empty(); }));
+    EXPECT_EQ(capture->end(), 0);
+    EXPECT_THAT(textsOf(file("bus.pcapng")), ElementsAre("FaxTone dsp=1"));
+}
+
 TEST_F(ToolsOnTheBus, ABoardsCaptureHoldsEachMessageOnce) {
     auto const board = startDsp({"--sid", "0x10", "0x11", "--capture", file("dsp.pcapng")});
     // From outside, and answered to the other board of the process, which does not know events.
@@ -368,6 +421,37 @@ TEST_F(ToolsOnTheBus, ARefusedMessageIsToldWithItsReason) {
     EXPECT_THAT(run.output, HasSubstr("0 messages sent, 1 refused\n"));
 }
 
+TEST_F(ToolsOnTheBus, TheOpenCommandThatHelpShowsIsTaken) {
+    auto const board = startDsp();
+    std::string const shown = "\"OpenVoice in dsp=3 fax=UDP remote=10.0.9.1:4000 remoteRtcp=4001\"";
+    EXPECT_THAT(runProgram({"inject", "--help"}).output, HasSubstr(shown));
+    ProgramRun const run = inject({"--to", "0x10", "--serve", "--wait", "60000", "--answers", "1",
+                                   shown.substr(1, shown.size() - 2)});
+    EXPECT_THAT(run.output, HasSubstr("OpenVoiceAck in dsp=3 error=0 "));
+}
+
+TEST_F(ToolsOnTheBus, WhatAReportShowsIsSentAsItStandsThere) {
+    auto const board = startDsp();
+    ProgramRun const run =
+        inject({"OpenVoiceAck in dsp=3 error=2(already open) port=5000 from=0x22 to=0x10"});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr("port=5000 from=0x22 to=0x10\n"));
+    ProgramRun const elsewhere =
+        inject({"--to", "0x10", "--from", "0x23", "FaxTone dsp=1 from=0x22 to=0x11"});
+    EXPECT_THAT(elsewhere.output, HasSubstr("FaxTone dsp=1 from=0x23 to=0x10\n"));
+}
+
+TEST_F(ToolsOnTheBus, WhatASignalKeptFromBeingSentIsTold) {
+    auto const board = startDsp();
+    BackgroundProgram program(onBus(
+        {"inject"}, {"--to", "0x10", "--repeat", "3", "--interval", "3600000", "FaxTone dsp=1"}));
+    program.await("sent");
+    EXPECT_EQ(ended(program), 1);
+    EXPECT_EQ(summaryOf(program).at("sent"), 1);
+    EXPECT_EQ(summaryOf(program).at("refused"), 0);
+    EXPECT_EQ(summaryOf(program).at("not_sent"), 2);
+}
+
 TEST_F(ToolsOnTheBus, WhatABoardDoesNotTakeIsTold) {
     auto const board = startDsp();
     board->halt();
@@ -395,6 +479,11 @@ TEST_F(ToolsOnTheBus, AMessageThatCantBeMadeIsRefused) {
     EXPECT_THAT(faultOf({"--to", "1", "--id", "5", "--payload", std::string(2050, '0')}),
                 HasSubstr("a payload of 1025 bytes: expected up to 1024"));
     EXPECT_THAT(faultOf({"--to", "1", "--file", file("none")}), HasSubstr("No such file"));
+    EXPECT_THAT(faultOf({"--to", "1", "--file", files.path()}), HasSubstr("Is a directory"));
+    EXPECT_THAT(faultOf({"--to", "1", "FaxTone", "--answers", "1"}), HasSubstr("--serve"));
+    EXPECT_THAT(faultOf({"--to", "1", "FaxTone", "--wait", "1"}), HasSubstr("--serve"));
+    EXPECT_THAT(faultOf({"--to", "1", "SetParameter dsp=3 FAX_T38=1 DIGIT_DETECTION=1"}),
+                HasSubstr("it takes one parameter, not FAX_T38, DIGIT_DETECTION\n"));
     std::ofstream(file("list.txt")) << "FaxTone\n\nFaxTone dsp=one\n";
     EXPECT_THAT(faultOf({"--to", "1", "--file", file("list.txt")}),
                 HasSubstr("list.txt:3: FaxTone: bad value \"one\" of dsp"));
@@ -500,6 +589,7 @@ TEST_F(ReplayOnTheBus, GivesUpWhenItsPatienceIsOver) {
     EXPECT_THAT(program.lines("refused").at(0).at("why").get<std::string>(),
                 HasSubstr("is full: 4096 messages not taken"));
     EXPECT_EQ(program.lines("untaken").at(0).at("count"), 4096);
+    EXPECT_EQ(program.lines("untaken").at(0).at("name"), "session");
 }
 
 TEST_F(ReplayOnTheBus, UsesWhatPrecedesTheDamage) {
@@ -529,6 +619,7 @@ TEST_F(ReplayOnTheBus, ABadCommandLineIsRefused) {
     EXPECT_EQ(statusOf(replay({"--all", "--events"})), 2);
     EXPECT_EQ(statusOf(onBus({"replay"})), 2);
     EXPECT_EQ(statusOf(onBus({"replay", file("none.pcapng")})), 2);
+    EXPECT_THAT(runProgram(onBus({"replay", files.path()})).errors, HasSubstr("Is a directory"));
     std::ofstream(file("text")) << "text";
     ProgramRun const run = runProgram(onBus({"replay", file("text")}));
     EXPECT_EQ(run.status, 2);

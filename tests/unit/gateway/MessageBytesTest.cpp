@@ -15,8 +15,11 @@ using gateway::parseRecord;
 using gateway::parseWritten;
 using gateway::readWritten;
 using gateway::WrittenMessage;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Lt;
+using testing::SizeIs;
 using testing::StartsWith;
 
 template <typename Action>
@@ -52,7 +55,7 @@ TEST(WrittenRecord, IsFilledUpWithZeros) {
     expected.messageId = 100;
     expected.payload[0] = 3;
     EXPECT_EQ(bytesOfMessage(written.message), bytesOfMessage(expected));
-    EXPECT_TRUE(written.isAddressed);
+    EXPECT_TRUE(written.hasSource && written.hasDestination);
 }
 
 TEST(WrittenRecord, MayBeAsLongAsAMessageAndNoLonger) {
@@ -68,8 +71,10 @@ TEST(WrittenRecord, MayBeAsLongAsAMessageAndNoLonger) {
 }
 
 TEST(WrittenRecord, IsAddressedOnlyWithItsAddresses) {
-    EXPECT_FALSE(parseRecord("00 02 10").isAddressed);
-    EXPECT_TRUE(parseRecord("00 02 10 00").isAddressed);
+    EXPECT_FALSE(parseRecord("00 02 10").hasDestination);
+    EXPECT_FALSE(parseRecord("00 02 10").hasSource);
+    EXPECT_TRUE(parseRecord("00 02 10 00").hasDestination);
+    EXPECT_TRUE(parseRecord("00 02 10 00").hasSource);
 }
 
 TEST(Written, IsACommandOrEventAsItIsDescribed) {
@@ -79,8 +84,36 @@ TEST(Written, IsACommandOrEventAsItIsDescribed) {
           "Join dsp=3 peer=5 board=[2001:db8::1] otherBoard=1"}) {
         WrittenMessage const written = parseWritten(text);
         EXPECT_EQ(dsp::describe(written.message), text);
-        EXPECT_FALSE(written.isAddressed);
+        EXPECT_FALSE(written.hasSource || written.hasDestination);
     }
+}
+
+TEST(Written, HasTheAddressesThatReportsShow) {
+    WrittenMessage const both = parseWritten("CloseVoiceAck in dsp=3 from=0x1A to=1 error=2(open)");
+    EXPECT_EQ(dsp::describe(both.message).find("CloseVoiceAck in dsp=3 error=2"), 0U);
+    EXPECT_TRUE(both.hasSource && both.hasDestination);
+    EXPECT_EQ(both.message.sourceSid, 0x1A);
+    EXPECT_EQ(both.message.destinationSid, 1);
+    WrittenMessage const one = parseWritten("FaxTone to=0x00 dsp=3");
+    EXPECT_TRUE(one.hasDestination);
+    EXPECT_FALSE(one.hasSource);
+    for (char const* const bad : {"256", "0x100", "0x", "one", "-1", ""}) {
+        EXPECT_EQ(refusalOf([&] { parseWritten(std::string("FaxTone dsp=3 to=") + bad); }),
+                  std::string("bad value \"") + bad +
+                      "\" of to: expected an IMC address from 0x00 to 0xFF");
+    }
+    EXPECT_EQ(refusalOf([&] { parseWritten("FaxTone to=1 to=2"); }),
+              "FaxTone: unknown field \"to\": expected one of dsp");
+}
+
+TEST(Written, AnErrorRepeatsNoMoreThanTellsWhichTextItIs) {
+    std::string const longText(70000, 'A');
+    for (std::string const& text : {longText, "raw " + longText + "x", "FaxTone dsp=" + longText,
+                                    "FaxTone " + longText + "=1", "FaxTone to=" + longText}) {
+        EXPECT_THAT(refusalOf([&] { parseWritten(text); }),
+                    AllOf(HasSubstr("AAAA...\""), SizeIs(Lt(700U))));
+    }
+    EXPECT_THAT(refusalOf([&] { parseWritten("\x1B[2J\xFF"); }), HasSubstr("\"?[2J?\""));
 }
 
 TEST(Written, IsARecordBehindTheWordRaw) {
@@ -110,7 +143,7 @@ TEST(WrittenFile, HasOneMessageInEachLine) {
     auto const messages = readWritten(file, "file");
     ASSERT_EQ(messages.size(), 2U);
     EXPECT_EQ(dsp::describe(messages[0].message), "FaxTone dsp=3");
-    EXPECT_TRUE(messages[1].isAddressed);
+    EXPECT_TRUE(messages[1].hasDestination);
 }
 
 TEST(WrittenFile, IsRefusedNamingTheLine) {

@@ -45,7 +45,8 @@ AckDeadlines::Outcome AckDeadlines::acknowledge(Request const& request, unsigned
         return {};
     }
     Queue& queue = found->second;
-    if (error != 0 && request.isOpening() && queue.outstanding.size() <= 1) {
+    bool const isAwaited = !queue.outstanding.empty() || !queue.overdue.empty();
+    if (isAwaited && error != 0 && request.isOpening() && queue.outstanding.size() <= 1) {
         queue.last = 0;
     }
     if (!queue.outstanding.empty()) {

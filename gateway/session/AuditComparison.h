@@ -66,7 +66,7 @@ struct AuditFindings {
 struct PathKnowledge {
     /** Requests are undecided, or were sent after the audit: what the board says is old. */
     std::function<bool(Path const&)> isBusy;
-    /** This process has opened it, in a record or otherwise. */
+    /** This process has opened it, in a record or a call file that are there still. */
     std::function<bool(Path const&, Medium)> isOpened;
 };
 

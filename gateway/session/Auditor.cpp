@@ -103,6 +103,7 @@ void Auditor::expire(Time now) {
 
 void Auditor::drop(unsigned char sid) {
     tellAll(audits.drop(sid), boardText(sid) + " went away");
+    toldOthers.erase(sid);
     toldOrphans.erase(toldOrphans.lower_bound({sid, 0, dsp::Direction::in}),
                       toldOrphans.upper_bound({sid, 255, dsp::Direction::out}));
 }
@@ -133,7 +134,7 @@ void Auditor::take(imc_msg const& message, Time now) {
     }
     treatMissing(findings, now);
     treatOrphans(sid, findings);
-    reportOthers(findings);
+    reportOthers(sid, findings);
     tellAll(audit->waiters, text);
 }
 
@@ -149,7 +150,9 @@ AuditFindings Auditor::compare(unsigned char sid, dsp::AuditAnswer const& answer
         return with.deadlines.isOutstanding(path) || with.deadlines.isTouchedSince(path, serial);
     };
     knowledge.isOpened = [this](Path const& path, Medium medium) {
-        return with.deadlines.isOpened(path, medium);
+        // What is nobody's any more was closed here only, since the board could not be told.
+        bool const isSomebodys = with.records.at(path) != nullptr || with.isOfCallFile(path);
+        return isSomebodys && with.deadlines.isOpened(path, medium);
     };
     return compareAudit(sid, answer, own, knowledge);
 }
@@ -208,16 +211,27 @@ void Auditor::closeOrphan(AuditFindings::Orphan const& orphan) {
     }
 }
 
-void Auditor::reportOthers(AuditFindings const& findings) {
+void Auditor::reportOthers(unsigned char sid, AuditFindings const& findings) {
+    std::set<std::string> still;
+    auto const isNews = [&](std::string const& name) {
+        still.insert(name);
+        return toldOthers[sid].count(name) == 0;
+    };
     for (std::string const& name : findings.taken) {
-        with.journal.entry(SessionCause::auditTaken, "taken",
-                           name + ": its path is open for another session", {{"channel", name}});
+        if (isNews(name)) {
+            with.journal.entry(SessionCause::auditTaken, "taken",
+                               name + ": its path is open for another session",
+                               {{"channel", name}});
+        }
     }
     for (std::string const& name : findings.extra) {
-        with.journal.entry(SessionCause::auditExtra, "extra",
-                           name + ": the board has more open on its path than was asked for",
-                           {{"channel", name}});
+        if (isNews(name)) {
+            with.journal.entry(SessionCause::auditExtra, "extra",
+                               name + ": the board has more open on its path than was asked for",
+                               {{"channel", name}});
+        }
     }
+    toldOthers[sid] = std::move(still);
 }
 
 std::optional<Auditor::Time> Auditor::nextDue() const {

@@ -14,6 +14,7 @@
 #include "imc/imc_msg.h"
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -38,6 +39,8 @@ public:
         BoardWatch& boards;
         BoardNames& names;
         Channels& channels;
+        /** Whether the path is that of a call file that runs. */
+        std::function<bool(Path const&)> isOfCallFile;
         /** Does to a channel that its board has forgotten what is to be done. */
         std::function<void(Record&)> treatForgotten;
     };
@@ -67,13 +70,15 @@ private:
     void treatMissing(AuditFindings const& findings, Time now);
     void treatOrphans(unsigned char sid, AuditFindings const& findings);
     void closeOrphan(AuditFindings::Orphan const& orphan);
-    void reportOthers(AuditFindings const& findings);
+    void reportOthers(unsigned char sid, AuditFindings const& findings);
 
     Subjects with;
     Audits audits;
     std::optional<Time> next;
     /** Those that have been reported, and are there still. */
     std::set<Path> toldOrphans;
+    /** The same of records whose path holds what is not theirs: their names, by board. */
+    std::map<unsigned char, std::set<std::string>> toldOthers;
 };
 
 } // namespace gateway

@@ -1,6 +1,7 @@
 #include "gateway/session/Channels.h"
 
 #include "address/IPAddress.h"
+#include "dsp/Commands.h"
 #include "host/Text.h"
 #include "host/imc/SidText.h"
 
@@ -32,9 +33,10 @@ void leaveToOthers(Record const& record) {
     channel.faxOpen = channel.faxOpen && !record.of(Medium::fax).isOthers;
 }
 
+/** A name that no person and no call file can give, so that it is nobody's yet. */
 std::string orphanName(Path const& path) {
-    return "orphan-" + std::to_string(path.sid) + "-" + std::to_string(path.dsp) + "-" +
-           (path.direction == dsp::Direction::in ? "in" : "out");
+    return "orphan:" + std::to_string(path.sid) + ":" + std::to_string(path.dsp) + ":" +
+           dsp::directionName(path.direction);
 }
 
 } // namespace
@@ -121,8 +123,16 @@ Channels::Refusal Channels::performListed(SessionManager::Operation operation, R
     if (!isListed(record) || record.isClosing()) {
         return record.name + " was not " + what + ": it is " + record.text();
     }
+    std::vector<FieldSetting> before;
+    for (FieldSetting const& setting : settings) {
+        before.push_back({setting.field, setting.field->get(*record.channel), setting.position});
+    }
     set(*record.channel, settings);
-    return perform(operation, record, what);
+    Refusal refusal = perform(operation, record, what);
+    if (refusal) {
+        set(*record.channel, before);
+    }
+    return refusal;
 }
 
 Channels::Refusal Channels::update(Record& record, std::vector<FieldSetting> const& settings) {
@@ -130,7 +140,8 @@ Channels::Refusal Channels::update(Record& record, std::vector<FieldSetting> con
 }
 
 Channels::Refusal Channels::activateFax(Record& record) {
-    if (record.channel->faxOpen) {
+    // The library takes a command that it could not send for sent.
+    if (record.of(Medium::fax).status != Record::Status::closed) {
         return record.name + " was not switched to fax: it is so already";
     }
     return performListed(&MC_Manager::activateFax, record, "switched to fax");

@@ -50,6 +50,9 @@ SessionProcess::SessionProcess(Report& to, SessionOptions const& with)
         [this](Message const& callback) { seeCallback(callback); });
     supervisor = std::make_unique<Supervisor>(workstation.dispatcher(), options.supervision,
                                               *sessions, journal, names);
+    supervisor->setCallFiles([this](Path const& path) {
+        return watcher != nullptr && watcher->owns(path.sid, path.dsp);
+    });
     supervisor->setClaimLost([this] { isClaimLost = isEnding = true; });
     lines = std::make_unique<SessionLines>(
         SessionLines::Session{workstation, *supervisor, names, journal, [this] { return facts(); },
@@ -166,6 +169,7 @@ void SessionProcess::closeAll() {
     workstation.dispatcher().runUntil(
         [this] { return supervisor->acknowledgements().outstanding() == 0; },
         options.supervision.ackDeadline);
+    supervisor->giveUp();
 }
 
 void SessionProcess::end() {
@@ -253,7 +257,11 @@ void SessionProcess::takeCall(ControlRequest const& request,
 
 void SessionProcess::takeRequest(ControlRequest const& request,
                                  std::shared_ptr<ControlExchange> exchange) {
-    if (request.isCall) {
+    if (isEnding) {
+        // Nobody would look after what it opens.
+        journal.count(SessionCause::requestRefused);
+        exchange->end("the session ends");
+    } else if (request.isCall) {
         takeCall(request, exchange);
     } else {
         lines->take(request.line, request.console, exchange);

@@ -54,6 +54,7 @@ Supervisor::Supervisor(host::Dispatcher& dispatcher, Supervision const& how,
       ownRecords(how.halfOpen),
       ownChannels(sessions, ownRecords, ownBoards, journal),
       auditor({options, journal, ownRecords, deadlines, ownBoards, names, ownChannels,
+               [this](Path const& path) { return isOfCallFile && isOfCallFile(path); },
                [this](Record& record) { treatForgotten(record); }}),
       alarm(dispatcher, [this](Time time) { wake(time); }) {
     IMC_Manager* const imc = IMC_Manager::instance(0xff);
@@ -101,16 +102,24 @@ void Supervisor::setAlarm() {
 }
 
 void Supervisor::wake(Time time) {
-    std::string const why =
-        "not acknowledged within " + std::to_string(options.ackDeadline.count()) + " ms";
-    for (Request const& request : deadlines.expire(time)) {
-        missed(request, SessionCause::ackDeadline, why, time);
-    }
+    expireDeadlines(time, time);
     closeExpired(time);
     if (hasBegun) {
         auditor.tick(time);
     }
     setAlarm();
+}
+
+void Supervisor::expireDeadlines(Time until, Time time) {
+    std::string const why =
+        "not acknowledged within " + std::to_string(options.ackDeadline.count()) + " ms";
+    for (Request const& request : deadlines.expire(until)) {
+        missed(request, SessionCause::ackDeadline, why, time);
+    }
+}
+
+void Supervisor::giveUp() {
+    expireDeadlines(Time::max(), now());
 }
 
 void Supervisor::closeExpired(Time time) {
@@ -334,11 +343,14 @@ void Supervisor::boardForgot(unsigned char sid) {
 void Supervisor::treatForgotten(Record& record) {
     std::string const name = record.name;
     bool const isReopening = options.onRestart == Supervision::OnRestart::reopen;
-    journal.entry(
-        isReopening ? SessionCause::restartReopened : SessionCause::restartClosed, "restart",
-        name + " was forgotten by its board: it is " + (isReopening ? "opened again" : "closed"),
-        {{"channel", name}});
+    journal.entry("restart",
+                  name + " was forgotten by its board: it is " +
+                      (isReopening ? "opened again" : "closed"),
+                  {{"channel", name}});
     auto const refusal = isReopening ? ownChannels.reopen(record) : ownChannels.close(record);
+    // What can't be opened again is closed.
+    journal.count(isReopening && !refusal ? SessionCause::restartReopened
+                                          : SessionCause::restartClosed);
     if (refusal) {
         journal.entry("refused", *refusal, {{"channel", name}});
     }

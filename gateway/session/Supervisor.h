@@ -47,11 +47,19 @@ public:
     /** Called once the bus is joined: audits begin. */
     void begin();
 
+    /** The session ends: what is not acknowledged yet will not be. */
+    void giveUp();
+
     /** Asks a board what it has open. */
     void audit(unsigned char sid, Audits::Waiter waiter);
 
     /** The library could not send something, and would have ended the process. */
     void postRefused(int cause);
+
+    /** Who tells whether a path is that of a call file that runs; without it, none is. */
+    void setCallFiles(std::function<bool(Path const&)> question) {
+        isOfCallFile = std::move(question);
+    }
 
     /** This process's address is another one's. */
     void setClaimLost(std::function<void()> action) { onClaimLost = std::move(action); }
@@ -86,6 +94,7 @@ private:
     void halfOpened(Record const& record);
     void boardForgot(unsigned char sid);
     void treatForgotten(Record& record);
+    void expireDeadlines(Time until, Time now);
     void closeExpired(Time now);
     void answerAudit(imc_msg const& message);
     void wake(Time now);
@@ -104,6 +113,7 @@ private:
     Alarm alarm;
     bool hasBegun = false;
     std::function<void()> onClaimLost;
+    std::function<bool(Path const&)> isOfCallFile;
 };
 
 } // namespace gateway

@@ -146,6 +146,39 @@ protected:
         program.reset();
     }
 
+    /** Sends a board that does not take anything what it may hold at most. */
+    static void fillQueue(Operator& person, std::string const& name) {
+        while (person.say("session update " + name).error.empty()) {
+        }
+    }
+    /** Asks until the board is asked, and answers. */
+    static std::string audited(Operator& person) {
+        for (;;) {
+            std::string const outcome = person.say("session audit 0x10").answer;
+            if (outcome.find(" open, ") != std::string::npos) {
+                return outcome;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    static void awaitRecords(Operator& person, std::string const& text) {
+        while (person.say("session records").answer.find(text) == std::string::npos) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    /** How many requests the session sent that are acknowledged, and how many of them were decided.
+     */
+    static std::pair<std::size_t, std::uint64_t>
+    requests(BackgroundProgram& program, std::map<std::string, std::uint64_t> const& counts) {
+        std::size_t sent = 0;
+        for (Json const& line : program.lines("command")) {
+            std::string const name = line.at("name");
+            sent += name.rfind("Open", 0) == 0 || name.rfind("Close", 0) == 0 ? 1U : 0U;
+        }
+        return {sent, count(counts, "session.ack_in_time") + count(counts, "session.ack_deadline") +
+                          count(counts, "session.ack_lost")};
+    }
+
     TemporaryDirectory directory;
 };
 
@@ -612,6 +645,158 @@ TEST_F(Sessions, EndsCleanlyAndClosesItsChannels) {
     });
     EXPECT_FALSE(std::filesystem::exists(control()));
     EXPECT_FALSE(std::filesystem::exists(directory.path() + "/sid-01.lock"));
+}
+
+TEST_F(Sessions, WhatABoardCouldNotBeToldToCloseIsClosedByTheAudit) {
+    auto const dsp = board();
+    auto const program = session({"--audit", "0", "--ack-deadline", "600000"});
+    program->await("found");
+    Operator person(control());
+    person.say(voiceIn("a"));
+    person.say(voiceIn("b", 4));
+    dsp->signal(SIGSTOP);
+    fillQueue(person, "a");
+    EXPECT_EQ(person.say("session close b").answer, "b is closed");
+    awaitText(*program, "closed", "b on board 0x10 dsp 4 in, which could not be told");
+    dsp->signal(SIGCONT);
+    EXPECT_THAT(audited(person), HasSubstr("2 open, 0 of others, 0 missing, 1 orphan"));
+    dsp->await("event", [](Json const& line) { return line.at("name") == "CloseVoiceAck in"; });
+    EXPECT_THAT(audited(person), HasSubstr("1 open, 0 of others, 0 missing, 0 orphans"));
+    EXPECT_EQ(person.say(voiceIn("b", 4)).error, "");
+    EXPECT_EQ(count(counted(*program), "session.ack_error"), 0U);
+}
+
+TEST_F(Sessions, AnOrphanTakesNobodysName) {
+    auto const dsp = board();
+    auto const program = session({"--audit", "0", "--ack-deadline", "600000"});
+    program->await("found");
+    Operator person(control());
+    person.say(voiceIn("a", 3));
+    // What the records call an orphan may be what a person called a channel.
+    person.say(voiceIn("orphan-16-3-in", 5));
+    dsp->signal(SIGSTOP);
+    fillQueue(person, "orphan-16-3-in");
+    person.say("session close a");
+    dsp->signal(SIGCONT);
+    EXPECT_THAT(audited(person), HasSubstr("1 orphan"));
+    program->await("closed", [](Json const& line) {
+        return line.at("text") == "board 0x10 dsp 3 in, an orphan";
+    });
+    EXPECT_THAT(audited(person), HasSubstr("1 open, 0 of others, 0 missing, 0 orphans"));
+    EXPECT_EQ(person.say("session close orphan-16-3-in").answer, "orphan-16-3-in is closed");
+    EXPECT_EQ(person.say("session records").answer, "no channel");
+    counted(*program);
+}
+
+TEST_F(Sessions, FaxThatCouldNotBeSentCanBeAskedForAgain) {
+    auto const dsp = board();
+    auto const program = session({"--audit", "0", "--ack-deadline", "600000"});
+    program->await("found");
+    Operator person(control());
+    person.say(voiceIn("a"));
+    dsp->signal(SIGSTOP);
+    fillQueue(person, "a");
+    EXPECT_THAT(person.say("session fax a").error, HasSubstr("can't be reached"));
+    dsp->signal(SIGCONT);
+    audited(person);
+    EXPECT_EQ(person.say("session fax a").answer, "a is switched to fax, port 5002");
+    EXPECT_EQ(person.say("session fax a").error, "a was not switched to fax: it is so already");
+    counted(*program);
+}
+
+TEST_F(Sessions, ARefusedUpdateChangesNothing) {
+    auto const dsp = board();
+    auto const program = session();
+    program->await("found");
+    Operator person(control());
+    person.say("session open a board=0x10 direction=out dsp=5 codec=1 minFraming=20 maxFraming=20 "
+               "rtpRemote=10.0.9.1:4000");
+    std::string const before = person.say("MC Channel 0x1").answer;
+    EXPECT_THAT(before, HasSubstr("10.0.9.1:4000"));
+    EXPECT_THAT(person
+                    .say("session update a rtpRemote=10.0.9.9:7 minFraming=0 joinIp=10.0.0.16 "
+                         "vad=true")
+                    .error,
+                HasSubstr("a was not updated: "));
+    EXPECT_EQ(person.say("MC Channel 0x1").answer, before);
+    EXPECT_THAT(person.say("session join a").error, HasSubstr("NULL join IP"));
+    counted(*program);
+}
+
+TEST_F(Sessions, WhatCannotBeOpenedAgainCountsAsClosed) {
+    Program dsp = board();
+    auto const program = session({"--audit", "0", "--on-restart", "reopen"});
+    program->await("found");
+    Operator person(control());
+    person.say("session open a board=0x10 direction=out dsp=5 codec=1 minFraming=20 maxFraming=20 "
+               "rtpRemote=10.0.9.1:4000");
+    EXPECT_EQ(person.say("session fax a").error, "");
+    EXPECT_EQ(person.say("session update a rtpRemote=-:0").error, "");
+    killed(dsp);
+    program->await("half-open");
+    dsp = board();
+    awaitText(*program, "refused", "a was not switched to fax again");
+    awaitRecords(person, "no channel");
+    auto const counts = counted(*program);
+    EXPECT_EQ(count(counts, "session.restart_reopened"), 0U);
+    EXPECT_EQ(count(counts, "session.restart_closed"), 1U);
+}
+
+TEST_F(Sessions, APathThatAnotherSessionTookIsToldOnce) {
+    auto const dsp = board();
+    auto const program = session();
+    program->await("found");
+    Operator person(control());
+    person.say(voiceIn("a"));
+    host::Dispatcher loop;
+    host::BusOptions options;
+    options.url = "ipc://" + directory.path();
+    PlayedNode stranger(loop, options);
+    stranger.transport->attach(0x05, stranger.board);
+    for (char const* const name : {"CloseVoice in", "OpenVoice in"}) {
+        imc_msg command = dsp::sample(name);
+        command.sourceSid = 0x05;
+        command.destinationSid = 0x10;
+        stranger.transport->send(command);
+    }
+    dsp->await("event", [](Json const& line) { return line.at("name") == "CloseVoiceAck in"; });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_THAT(person.say("session audit 0x10").answer, HasSubstr("0 open, 1 of others"));
+    }
+    EXPECT_EQ(count(counted(*program), "session.audit_taken"), 1U);
+}
+
+TEST_F(Sessions, EveryRequestOfTheEndIsDecided) {
+    auto const dsp = board({"--fault", "drop:CloseVoiceAck"});
+    auto const program = session({"--audit", "0", "--ack-deadline", "100"});
+    program->await("found");
+    Operator person(control());
+    for (int i = 0; i < 20; ++i) {
+        person.say(voiceIn("a" + std::to_string(i), i));
+    }
+    auto const counts = counted(*program);
+    auto const [sent, decided] = requests(*program, counts);
+    EXPECT_EQ(sent, 40U);
+    EXPECT_EQ(decided, sent);
+}
+
+TEST_F(Sessions, NothingIsOpenedWhileItEnds) {
+    auto const dsp = board({"--fault", "drop:CloseVoiceAck"});
+    auto const program = session({"--audit", "0", "--ack-deadline", "2000"});
+    program->await("found");
+    Operator person(control());
+    person.say(voiceIn("a"));
+    person.say("session end");
+    Said late;
+    try {
+        late = person.say(voiceIn("b", 4));
+    } catch (std::exception const&) {
+        // It has ended already.
+        late.error = "the session ends";
+    }
+    EXPECT_EQ(late.error, "the session ends");
+    EXPECT_EQ(program->end(), 0);
+    EXPECT_THAT(program->lines("opened"), testing::SizeIs(1));
 }
 
 TEST_F(Sessions, ASecondSignalEndsItAtOnce) {

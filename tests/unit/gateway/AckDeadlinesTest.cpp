@@ -213,6 +213,13 @@ TEST_F(Deadlines, ARefusedOpeningOpensNothing) {
     EXPECT_FALSE(deadlines.isOpened(open.path, Medium::voice));
 }
 
+TEST_F(Deadlines, ARefusalThatNobodyAskedForTakesNothingBack) {
+    deadlines.expect(open, at(0));
+    answered(open, 1);
+    EXPECT_EQ(answered(open, 2, notOpen), Result::duplicate);
+    EXPECT_TRUE(deadlines.isOpened(open.path, Medium::voice));
+}
+
 TEST_F(Deadlines, ManyUndecidedOnesInBetweenLeaveNothingBehind) {
     for (std::uint8_t dsp = 0; dsp < 200; ++dsp) {
         deadlines.expect(request(Kind::openVoice, 0x10, dsp), at(dsp));

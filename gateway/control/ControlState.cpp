@@ -127,7 +127,7 @@ ControlState::Console ControlState::attach() {
     if (attached.size() >= ControlServer::mostConsoles) {
         return nullptr;
     }
-    auto const console = std::make_shared<AttachedConsole>();
+    auto console = std::make_shared<AttachedConsole>();
     console->number = ++lastConsole;
     append(*console, greeting);
     attached[console->number] = console;

@@ -10,7 +10,7 @@
 namespace gateway {
 
 /** Characters of a line on a control socket, either way, its end not counted. */
-constexpr std::size_t longestControlLine = 1024 * 1024;
+constexpr std::size_t longestControlLine = std::size_t{1024} * 1024;
 
 /** The object as a line; bytes that are no UTF-8 become U+FFFD. */
 std::string controlLine(nlohmann::ordered_json const& object);

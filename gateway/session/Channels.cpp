@@ -61,7 +61,7 @@ Channels::Refusal Channels::open(std::string const& name,
     }
     MC_Channel& channel = sessions.create(name);
     set(channel, settings);
-    if (Refusal const why = whyNotOpened(channel)) {
+    if (Refusal why = whyNotOpened(channel)) {
         sessions.release(channel);
         return why;
     }
@@ -161,7 +161,7 @@ Channels::Refusal Channels::close(Record& record) {
     }
     leaveToOthers(record);
     std::uint64_t const before = refusedPosts;
-    Refusal const refusal = perform(&MC_Manager::closeChannel, record, "closed");
+    Refusal refusal = perform(&MC_Manager::closeChannel, record, "closed");
     if (isListed(record)) {
         return refusal;
     }

@@ -58,10 +58,10 @@ struct SessionAccess {
  * After each step the boards are asked for an audit: since messages keep their order, the answers
  * come behind everything that the step set off.
  */
-class SessionSite : public CallSite,
-                    private SessionWatcher,
-                    private host::Tap,
-                    private IMC_Observer {
+class SessionSite final : public CallSite,
+                          private SessionWatcher,
+                          private host::Tap,
+                          private IMC_Observer {
 public:
     /** Of the file's requests for audits; a session uses tags below. */
     static constexpr std::uint32_t firstTag = 0x80000000U;

@@ -35,6 +35,11 @@ BoardProcess::BoardProcess(host::Dispatcher& loop, Report& to, BoardProcessOptio
 
 BoardProcess::~BoardProcess() = default;
 
+void BoardProcess::tell(std::string const& kind, std::string const& text,
+                        Report::Json const& details) {
+    report.entry(kind, text, details);
+}
+
 ServedBoard::Tap BoardProcess::tapOf() {
     ServedBoard::Tap result;
     if (!report.isQuiet()) {
@@ -57,33 +62,8 @@ ServedBoard::Tap BoardProcess::tapOf() {
     return result;
 }
 
-/** @param text what there is to say besides who it is */
-void BoardProcess::reportPeer(char const* kind, unsigned char sid, BusHolder const& holder,
-                              std::string const& text, Report::Json const& more) {
-    Report::Json details = {{"sid", sidText(sid)}, {"name", holder.name}, {"pid", holder.pid}};
-    details.update(more);
-    report.entry(kind, sidText(sid) + " " + holder.text() + text, details);
-}
-
-void BoardProcess::peerFound(unsigned char sid, BusHolder const& holder) {
-    reportPeer("found", sid, holder, "", Report::Json::object());
-}
-
-void BoardProcess::peerLost(unsigned char sid, BusHolder const& holder, std::uint64_t undelivered,
-                            std::string const& why) {
-    reportPeer("lost", sid, holder,
-               ": " + why + "; " + plural(static_cast<std::size_t>(undelivered), "message") +
-                   " undelivered",
-               {{"undelivered", undelivered}, {"why", why}});
-}
-
-void BoardProcess::peerReturned(unsigned char sid, BusHolder const& holder, bool restarted) {
-    reportPeer("returned", sid, holder, restarted ? ", restarted" : "", {{"restarted", restarted}});
-}
-
 void BoardProcess::claimLost(unsigned char sid, BusHolder const& holder) {
-    reportPeer("conflict", sid, holder, ": serves the address already, and keeps it",
-               Report::Json::object());
+    BusReporter::claimLost(sid, holder);
     auto const board = std::find_if(boards.begin(), boards.end(),
                                     [sid](auto const& each) { return each->sid() == sid; });
     if (board != boards.end()) {
@@ -93,11 +73,6 @@ void BoardProcess::claimLost(unsigned char sid, BusHolder const& holder) {
     if (boards.empty()) {
         dispatcher.stop();
     }
-}
-
-void BoardProcess::linkRefused(std::string const& endpoint, std::string const& why) {
-    report.entry("refused", "no link with " + endpoint + ": " + why,
-                 {{"endpoint", endpoint}, {"why", why}});
 }
 
 void BoardProcess::reportCounter(std::string const& of, std::string const& name,

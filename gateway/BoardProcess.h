@@ -1,6 +1,7 @@
 #ifndef GATEWAY_BOARDPROCESS_H
 #define GATEWAY_BOARDPROCESS_H
 
+#include "gateway/BusReporter.h"
 #include "gateway/FaultInjector.h"
 #include "gateway/Report.h"
 #include "gateway/ServedBoard.h"
@@ -36,7 +37,7 @@ struct BoardProcessOptions {
  * DSP boards in software as a process on the bus. The report shows what they take and send, who
  * comes and goes, and at the end what was counted.
  */
-class BoardProcess : private host::BusListener {
+class BoardProcess : private BusReporter {
 public:
     /**
      * Joins the bus and serves the boards' addresses. The loop runs them.
@@ -55,19 +56,14 @@ public:
     bool hasLostAll() const { return boards.empty() && !lost.empty(); }
 
 private:
-    void peerFound(unsigned char sid, host::BusHolder const& holder) override;
-    void peerLost(unsigned char sid, host::BusHolder const& holder, std::uint64_t undelivered,
-                  std::string const& why) override;
-    void peerReturned(unsigned char sid, host::BusHolder const& holder, bool restarted) override;
+    void tell(std::string const& kind, std::string const& text,
+              Report::Json const& details) override;
     void claimLost(unsigned char sid, host::BusHolder const& holder) override;
-    void linkRefused(std::string const& endpoint, std::string const& why) override;
 
     using CountersOfBoards =
         std::vector<std::pair<std::string, std::map<std::string, std::uint64_t>>>;
 
     ServedBoard::Tap tapOf();
-    void reportPeer(char const* kind, unsigned char sid, host::BusHolder const& holder,
-                    std::string const& text, Report::Json const& more);
     void reportCounter(std::string const& of, std::string const& name, std::uint64_t count);
 
     host::Dispatcher& dispatcher;

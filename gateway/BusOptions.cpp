@@ -1,12 +1,14 @@
 #include "gateway/Subcommand.h"
 
 #include "host/bus/Bus.h"
+#include "host/bus/BusAddress.h"
 
 #include <CLI/CLI.hpp>
 
 namespace gateway {
 
 void addBusOptions(CLI::App& command, host::BusOptions& options) {
+    options.url = host::defaultBusUrl();
     command.add_option(
         "--bus", options.url,
         "Where the bus is: ipc://DIRECTORY, which is the default, or tcp://HOST:PORT");

@@ -6,6 +6,7 @@
 #include "host/imc/SidText.h"
 
 #include <algorithm>
+#include <iostream>
 
 namespace gateway {
 
@@ -34,6 +35,13 @@ std::string textOf(imc_msg const& message) {
 
 Report::Json toJson(imc_msg const& message) {
     return toJson(described(message));
+}
+
+SendingProcess::SendingProcess(host::BusOptions const& bus, ReportOptions const& options)
+    : signals([this] { loop.post([this] { sender.endWaiting(); }); }),
+      report(std::cout, options),
+      sender(loop, report, bus) {
+    report.startClock();
 }
 
 BusSender::BusSender(host::Dispatcher& loop, Report& to, host::BusOptions const& options)

@@ -1,6 +1,7 @@
 #ifndef GATEWAY_BUSSENDER_H
 #define GATEWAY_BUSSENDER_H
 
+#include "gateway/EndingSignals.h"
 #include "gateway/Report.h"
 
 #include "host/Counters.h"
@@ -82,6 +83,21 @@ private:
     std::size_t refusedCount = 0;
     std::string why;
     host::BusTransport transport;
+};
+
+/**
+ * A process that sends and ends: its report goes to the standard output, SIGINT and SIGTERM end its
+ * waiting.
+ */
+struct SendingProcess {
+    /** Joins the bus; throws as `BusSender` does. */
+    SendingProcess(host::BusOptions const& bus, ReportOptions const& options);
+
+    host::Dispatcher loop;
+    /** Before all that makes threads. */
+    EndingSignals signals;
+    Report report;
+    BusSender sender;
 };
 
 /** A message as reports of this kind show it: its text, and from where to where it goes. */

@@ -106,9 +106,7 @@ int runCalls(CallOptions const& options) {
     if (capture) {
         capture->end();
     }
-    if (!std::cout) {
-        throw std::runtime_error("the report can't be written");
-    }
+    requireWritten(std::cout);
     return isAllHeld ? allHeld : someFailed;
 }
 

@@ -54,9 +54,6 @@ std::unique_ptr<CaptureWriter> startWriter(std::string const& path) {
 int run(CaptureOptions const& options) {
     BusCaptureOptions capture = options.capture;
     capture.hold = std::chrono::milliseconds(options.hold);
-    if (capture.bus.url.empty()) {
-        capture.bus.url = host::defaultBusUrl();
-    }
     // Before a capture that is there already is replaced for nothing.
     host::parseBusAddress(capture.bus.url);
     // Whoever reads a pipe may leave, which ends the capture.
@@ -84,9 +81,7 @@ int run(CaptureOptions const& options) {
     if (!fault.empty()) {
         throw std::runtime_error(fault);
     }
-    if (!out) {
-        throw std::runtime_error("the report can't be written");
-    }
+    requireWritten(out);
     return allHeld;
 }
 

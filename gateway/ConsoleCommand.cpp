@@ -96,7 +96,7 @@ void awaitEither(ControlClient& client, PlainInput* input) {
     if (poll(polled.data(), polled.size(), -1) < 0) {
         return;
     }
-    if (polled[1].revents != 0) {
+    if (input != nullptr && polled[1].revents != 0) {
         input->read();
     }
     if (polled[0].revents != 0) {
@@ -143,7 +143,7 @@ int runAtTerminal(ControlClient& client, ConsoleCommandOptions const& options) {
     Console console(client, options.json, {show, show});
     LineEditor editor(history,
                       [&console](std::string const& typed) {
-                          Completion const completion =
+                          Completion completion =
                               complete(typed, [&console] { return console.recordNames(); });
                           // Others may have come with the names.
                           console.takeMessages();

@@ -12,7 +12,6 @@
 
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -50,9 +49,6 @@ int run(DspOptions const& options) {
     for (std::string const& text : options.faults) {
         process.faults.push_back(parseFaultRule(text));
     }
-    if (process.bus.url.empty()) {
-        process.bus.url = host::defaultBusUrl();
-    }
     // Before a capture that is there already is replaced for nothing.
     host::parseBusAddress(process.bus.url);
     std::unique_ptr<CaptureTap> const capture = startCapture(options.capture);
@@ -73,9 +69,7 @@ int run(DspOptions const& options) {
     if (capture) {
         capture->end();
     }
-    if (!std::cout) {
-        throw std::runtime_error("the report can't be written");
-    }
+    requireWritten(std::cout);
     return isLost ? someFailed : allHeld;
 }
 

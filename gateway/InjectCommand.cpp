@@ -1,12 +1,8 @@
 #include "gateway/BusSender.h"
-#include "gateway/EndingSignals.h"
 #include "gateway/MessageBytes.h"
 #include "gateway/Report.h"
 #include "gateway/Subcommand.h"
 #include "gateway/Text.h"
-
-#include "host/bus/BusAddress.h"
-#include "host/imc/Dispatcher.h"
 
 #include <CLI/CLI.hpp>
 
@@ -187,44 +183,34 @@ void sendAll(BusSender& sender, std::vector<imc_msg> const& messages,
 
 int run(InjectOptions const& options) {
     std::vector<imc_msg> const messages = messagesOf(options);
-    host::BusOptions bus = options.bus;
-    if (bus.url.empty()) {
-        bus.url = host::defaultBusUrl();
-    }
-    host::Dispatcher loop;
-    std::unique_ptr<BusSender> sender;
-    EndingSignals const signals([&] { loop.post([&] { sender->endWaiting(); }); });
-    Report report(std::cout, options.report);
-    report.startClock();
-    sender = std::make_unique<BusSender>(loop, report, bus);
+    SendingProcess process(options.bus, options.report);
+    Report& report = process.report;
+    BusSender& sender = process.sender;
     std::optional<Answers> answers;
     if (options.isServing) {
-        answers.emplace(sender->itsTransport(), report, messages.front().sourceSid);
+        answers.emplace(sender.itsTransport(), report, messages.front().sourceSid);
     }
-    sender->awaitServed(destinationsOf(messages), std::chrono::milliseconds(options.waitFor));
-    sendAll(*sender, messages, options);
+    sender.awaitServed(destinationsOf(messages), std::chrono::milliseconds(options.waitFor));
+    sendAll(sender, messages, options);
     if (answers) {
-        sender->wait(std::chrono::milliseconds(options.wait),
-                     [&] { return options.answers && answers->received() >= *options.answers; });
+        sender.wait(std::chrono::milliseconds(options.wait),
+                    [&] { return options.answers && answers->received() >= *options.answers; });
     }
-    bool const isTaken = sender->awaitTaken(takenLimit);
+    bool const isTaken = sender.awaitTaken(takenLimit);
     std::size_t const received = answers ? answers->received() : 0;
-    std::size_t const notSent =
-        messages.size() * options.repeat - sender->sent() - sender->refused();
+    std::size_t const notSent = messages.size() * options.repeat - sender.sent() - sender.refused();
     report.result("summary",
-                  plural(sender->sent(), "message") + " sent, " +
-                      std::to_string(sender->refused()) + " refused" +
+                  plural(sender.sent(), "message") + " sent, " + std::to_string(sender.refused()) +
+                      " refused" +
                       (notSent == 0 ? "" : ", " + std::to_string(notSent) + " not sent") +
                       (answers ? ", " + plural(received, "answer") : ""),
-                  {{"sent", sender->sent()},
-                   {"refused", sender->refused()},
+                  {{"sent", sender.sent()},
+                   {"refused", sender.refused()},
                    {"not_sent", notSent},
                    {"answers", received}});
     answers.reset();
-    if (!std::cout) {
-        throw std::runtime_error("the report can't be written");
-    }
-    return isTaken && sender->refused() + notSent == 0 ? allHeld : someFailed;
+    requireWritten(std::cout);
+    return isTaken && sender.refused() + notSent == 0 ? allHeld : someFailed;
 }
 
 void addMessages(CLI::App& inject, InjectOptions& options) {

@@ -1,13 +1,10 @@
 #include "gateway/BusSender.h"
-#include "gateway/EndingSignals.h"
 #include "gateway/Report.h"
 #include "gateway/Subcommand.h"
 #include "gateway/Text.h"
 #include "gateway/capture/CaptureReader.h"
 
 #include "dsp/Events.h"
-#include "host/bus/BusAddress.h"
-#include "host/imc/Dispatcher.h"
 
 #include <CLI/CLI.hpp>
 
@@ -179,28 +176,19 @@ void reportSummary(Report& report, BusSender const& sender, std::size_t leftOut,
 int run(ReplayOptions const& options) {
     Capture const capture = readFile(options.file);
     std::vector<Replayed> const messages = choose(capture, options);
-    host::BusOptions bus = options.bus;
-    if (bus.url.empty()) {
-        bus.url = host::defaultBusUrl();
-    }
-    host::Dispatcher loop;
-    std::unique_ptr<BusSender> sender;
-    EndingSignals const signals([&] { loop.post([&] { sender->endWaiting(); }); });
-    Report report(std::cout, options.report);
-    report.startClock();
-    sender = std::make_unique<BusSender>(loop, report, bus);
-    sender->awaitServed(destinationsOf(messages), Milliseconds(options.waitFor));
-    bool const isDone = Replay(*sender, report, options).run(messages);
-    bool const isTaken = sender->awaitTaken(takenLimit);
-    reportSummary(report, *sender, capture.records.size() - messages.size() + capture.leftOut,
-                  messages.size() - sender->sent() - sender->refused());
-    if (!std::cout) {
-        throw std::runtime_error("the report can't be written");
-    }
+    SendingProcess process(options.bus, options.report);
+    Report& report = process.report;
+    BusSender& sender = process.sender;
+    sender.awaitServed(destinationsOf(messages), Milliseconds(options.waitFor));
+    bool const isDone = Replay(sender, report, options).run(messages);
+    bool const isTaken = sender.awaitTaken(takenLimit);
+    reportSummary(report, sender, capture.records.size() - messages.size() + capture.leftOut,
+                  messages.size() - sender.sent() - sender.refused());
+    requireWritten(std::cout);
     if (!capture.fault.empty()) {
         throw std::runtime_error(capture.fault);
     }
-    return isDone && isTaken && sender->refused() == 0 ? allHeld : someFailed;
+    return isDone && isTaken && sender.refused() == 0 ? allHeld : someFailed;
 }
 
 } // namespace

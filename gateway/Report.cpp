@@ -8,6 +8,7 @@
 #include <iomanip>
 #include <ostream>
 #include <sstream>
+#include <stdexcept>
 
 namespace gateway {
 
@@ -276,6 +277,12 @@ void Report::end() {
         out << (options.quiet ? "" : "\n") << plural(files, "file") << ", "
             << std::to_string(filesFailed) << " failed" << notRun << ": " << toText(total) << '\n'
             << std::flush;
+    }
+}
+
+void requireWritten(std::ostream const& stream) {
+    if (!stream) {
+        throw std::runtime_error("the report can't be written");
     }
 }
 

@@ -121,6 +121,9 @@ private:
     Summary total;
 };
 
+/** @throw std::runtime_error when not all of a report could be written to the stream */
+void requireWritten(std::ostream const& stream);
+
 } // namespace gateway
 
 #endif

@@ -5,7 +5,6 @@
 #include "gateway/session/SessionProcess.h"
 #include "gateway/session/Words.h"
 
-#include "host/bus/BusAddress.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,7 +13,6 @@
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,9 +81,6 @@ SessionOptions optionsOf(CommandOptions const& from) {
         from.onRestart == "reopen" ? Supervision::OnRestart::reopen : Supervision::OnRestart::close;
     supervision.orphans =
         from.orphans == "report" ? Supervision::Orphans::report : Supervision::Orphans::close;
-    if (options.bus.url.empty()) {
-        options.bus.url = host::defaultBusUrl();
-    }
     return options;
 }
 
@@ -114,9 +109,7 @@ int run(CommandOptions const& from) {
     session.run();
     process = nullptr;
     session.end();
-    if (!std::cout) {
-        throw std::runtime_error("the report can't be written");
-    }
+    requireWritten(std::cout);
     return session.hasFailed() ? someFailed : allHeld;
 }
 

@@ -52,7 +52,8 @@ Subcommand addReplay(CLI::App& program);
 
 /**
  * The options of every subcommand that joins the bus: --bus, --peer, --keys, --name.
- * @param options with the name that is the default; outlives the program's parsing
+ * @param options with the name that is the default; gets the address that is; outlives the
+ * program's parsing
  */
 void addBusOptions(CLI::App& command, host::BusOptions& options);
 

@@ -1,7 +1,5 @@
 #include "gateway/session/Supervisor.h"
 
-#include "gateway/Text.h"
-
 #include "dsp/Cause.h"
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
@@ -283,25 +281,20 @@ std::string Supervisor::nameOf(Path const& path) const {
 
 /* Boards */
 
-void Supervisor::reportPeer(char const* kind, unsigned char sid, BusHolder const& holder,
-                            std::string const& text, Report::Json const& more) {
-    Report::Json details = {{"sid", sidText(sid)}, {"name", holder.name}, {"pid", holder.pid}};
-    details.update(more);
-    journal.entry(kind, sidText(sid) + " " + holder.text() + text, details);
+void Supervisor::tell(std::string const& kind, std::string const& text,
+                      Report::Json const& details) {
+    journal.entry(kind, text, details);
 }
 
 void Supervisor::peerFound(unsigned char sid, BusHolder const& holder) {
-    reportPeer("found", sid, holder, "", Report::Json::object());
+    BusReporter::peerFound(sid, holder);
     ownBoards.found(sid, holder);
     audit(sid, nullptr);
 }
 
 void Supervisor::peerLost(unsigned char sid, BusHolder const& holder, std::uint64_t undelivered,
                           std::string const& why) {
-    reportPeer("lost", sid, holder,
-               ": " + why + "; " + plural(static_cast<std::size_t>(undelivered), "message") +
-                   " undelivered",
-               {{"undelivered", undelivered}, {"why", why}});
+    BusReporter::peerLost(sid, holder, undelivered, why);
     journal.count(SessionCause::boardLost);
     ownBoards.lost(sid);
     auditor.drop(sid);
@@ -316,7 +309,7 @@ void Supervisor::peerLost(unsigned char sid, BusHolder const& holder, std::uint6
 }
 
 void Supervisor::peerReturned(unsigned char sid, BusHolder const& holder, bool restarted) {
-    reportPeer("returned", sid, holder, restarted ? ", restarted" : "", {{"restarted", restarted}});
+    BusReporter::peerReturned(sid, holder, restarted);
     ownBoards.returned(sid, holder, restarted);
     if (restarted) {
         journal.count(SessionCause::boardRestarted);
@@ -357,16 +350,10 @@ void Supervisor::treatForgotten(Record& record) {
 }
 
 void Supervisor::claimLost(unsigned char sid, BusHolder const& holder) {
-    reportPeer("conflict", sid, holder, ": serves the address already, and keeps it",
-               Report::Json::object());
+    BusReporter::claimLost(sid, holder);
     if (onClaimLost) {
         onClaimLost();
     }
-}
-
-void Supervisor::linkRefused(std::string const& endpoint, std::string const& why) {
-    journal.entry("refused", "no link with " + endpoint + ": " + why,
-                  {{"endpoint", endpoint}, {"why", why}});
 }
 
 /** Another session asks: this one is no board, and has no channels to be looked after. */

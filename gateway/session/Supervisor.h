@@ -1,6 +1,7 @@
 #ifndef GATEWAY_SESSION_SUPERVISOR_H
 #define GATEWAY_SESSION_SUPERVISOR_H
 
+#include "gateway/BusReporter.h"
 #include "gateway/SessionManager.h"
 #include "gateway/session/AckDeadlines.h"
 #include "gateway/session/Alarm.h"
@@ -12,7 +13,6 @@
 #include "gateway/session/Records.h"
 #include "gateway/session/Supervision.h"
 
-#include "host/bus/Bus.h"
 #include "host/imc/Dispatcher.h"
 #include "host/imc/Transport.h"
 #include "imc/IMC_Observer.h"
@@ -30,7 +30,7 @@ namespace gateway {
  * Its observers stand behind the library's: whatever it does to a channel, the library has finished
  * with the message.
  */
-class Supervisor : public host::Tap, public host::BusListener, private IMC_Observer {
+class Supervisor : public host::Tap, public BusReporter, private IMC_Observer {
 public:
     /** All outlive this object. Registers at IMC. */
     Supervisor(host::Dispatcher& dispatcher, Supervision const& options, SessionManager& sessions,
@@ -77,12 +77,13 @@ public:
                   std::string const& why) override;
     void peerReturned(unsigned char sid, host::BusHolder const& holder, bool restarted) override;
     void claimLost(unsigned char sid, host::BusHolder const& holder) override;
-    void linkRefused(std::string const& endpoint, std::string const& why) override;
     /// @}
 
 private:
     using Time = AckDeadlines::Time;
 
+    void tell(std::string const& kind, std::string const& text,
+              Report::Json const& details) override;
     void messageEvent(imc_msg const& message) override;
     void timeoutEvent(unsigned int timer) override;
 
@@ -99,8 +100,6 @@ private:
     void answerAudit(imc_msg const& message);
     void wake(Time now);
     void setAlarm();
-    void reportPeer(char const* kind, unsigned char sid, host::BusHolder const& holder,
-                    std::string const& text, Report::Json const& more);
     std::string nameOf(Path const& path) const;
 
     Supervision const options;

@@ -1,9 +1,10 @@
 #include "host/bus/BusAddress.h"
 
+#include "tests/support/Refusal.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <stdexcept>
 
 namespace {
 
@@ -11,12 +12,7 @@ using host::BusAddress;
 using host::parseBusAddress;
 
 std::string faultOf(std::string const& url) {
-    try {
-        parseBusAddress(url);
-    } catch (std::invalid_argument const& error) {
-        return error.what();
-    }
-    return "";
+    return refusalOf([&] { parseBusAddress(url); });
 }
 
 TEST(BusAddress, ReadsADirectory) {

@@ -3,6 +3,7 @@
 #include "Records.h"
 #include "dsp/Commands.h"
 #include "dsp/Events.h"
+#include "tests/support/Refusal.h"
 
 #include <gmock/gmock.h>
 
@@ -27,12 +28,7 @@ std::vector<Field> fieldsFrom(std::string const& text) {
 }
 
 std::string refusalOf(std::string const& name, std::string const& text) {
-    try {
-        encode(name, fieldsFrom(text));
-    } catch (std::invalid_argument const& error) {
-        return error.what();
-    }
-    return "";
+    return ::refusalOf([&] { encode(name, fieldsFrom(text)); });
 }
 
 struct Golden {

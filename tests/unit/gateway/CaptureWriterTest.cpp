@@ -3,6 +3,7 @@
 #include "gateway/capture/CaptureReader.h"
 #include "gateway/capture/CaptureTap.h"
 #include "tests/support/CaptureBytes.h"
+#include "tests/support/Refusal.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -27,12 +28,7 @@ std::string contentOf(std::string const& path) {
 }
 
 std::string refusalOf(std::string const& path) {
-    try {
-        CaptureWriter const writer(path);
-    } catch (std::runtime_error const& error) {
-        return error.what();
-    }
-    return "";
+    return ::refusalOf<std::runtime_error>([&] { CaptureWriter const writer(path); });
 }
 
 /** A block as the file has it; the numbers of the format are big-endian here. */

@@ -2,6 +2,7 @@
 
 #include "dsp/Board.h"
 #include "tests/support/CaptureBytes.h"
+#include "tests/support/Refusal.h"
 
 #include <gmock/gmock.h>
 
@@ -21,16 +22,6 @@ using testing::HasSubstr;
 using testing::Lt;
 using testing::SizeIs;
 using testing::StartsWith;
-
-template <typename Action>
-std::string refusalOf(Action action) {
-    try {
-        action();
-    } catch (std::invalid_argument const& error) {
-        return error.what();
-    }
-    return "";
-}
 
 TEST(Hexadecimal, MayHaveBlanksAndColonsBetweenBytes) {
     EXPECT_THAT(parseHexadecimal("00 fF:a0\t1B"), ElementsAre(0x00, 0xFF, 0xA0, 0x1B));

@@ -1,9 +1,8 @@
 #include "gateway/session/Words.h"
 #include "gateway/session/Table.h"
+#include "tests/support/Refusal.h"
 
 #include <gmock/gmock.h>
-
-#include <stdexcept>
 
 namespace {
 
@@ -14,16 +13,6 @@ using gateway::wordsOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-template <typename Action>
-std::string refusalOf(Action action) {
-    try {
-        action();
-    } catch (std::invalid_argument const& error) {
-        return error.what();
-    }
-    return "";
-}
 
 TEST(WordsOfALine, ArePartedByBlanksOutsideOfQuotationMarks) {
     EXPECT_THAT(wordsOf("  session\topen a "), ElementsAre("session", "open", "a"));

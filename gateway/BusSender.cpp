@@ -3,6 +3,7 @@
 #include "gateway/MessageJson.h"
 #include "gateway/Text.h"
 
+#include "host/bus/BusAddress.h"
 #include "host/imc/SidText.h"
 
 #include <algorithm>
@@ -22,6 +23,12 @@ Message described(imc_msg const& message) {
     return result;
 }
 
+std::unique_ptr<CaptureTap> captureOnBus(std::string const& path, host::BusOptions const& bus) {
+    // Before a capture that is there already is replaced for nothing.
+    host::parseBusAddress(bus.url);
+    return startCapture(path);
+}
+
 Report::Json together(Report::Json first, Report::Json const& second) {
     first.update(second);
     return first;
@@ -37,11 +44,27 @@ Report::Json toJson(imc_msg const& message) {
     return toJson(described(message));
 }
 
-SendingProcess::SendingProcess(host::BusOptions const& bus, ReportOptions const& options)
-    : signals([this] { loop.post([this] { sender.endWaiting(); }); }),
+SendingProcess::SendingProcess(host::BusOptions const& bus, ReportOptions const& options,
+                               std::string const& path)
+    : capture(captureOnBus(path, bus)),
+      signals([this] {
+          if (capture) {
+              capture->endWaiting();
+          }
+          loop.post([this] { sender.endWaiting(); });
+      }),
       report(std::cout, options),
       sender(loop, report, bus) {
+    sender.itsTransport().setTap(capture.get());
     report.startClock();
+}
+
+void SendingProcess::end() {
+    sender.itsTransport().setTap(nullptr);
+    if (capture) {
+        capture->end();
+    }
+    requireWritten(std::cout);
 }
 
 BusSender::BusSender(host::Dispatcher& loop, Report& to, host::BusOptions const& options)

@@ -3,6 +3,7 @@
 
 #include "gateway/EndingSignals.h"
 #include "gateway/Report.h"
+#include "gateway/capture/CaptureTap.h"
 
 #include "host/Counters.h"
 #include "host/bus/BusTransport.h"
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -90,10 +92,19 @@ private:
  * waiting.
  */
 struct SendingProcess {
-    /** Joins the bus; throws as `BusSender` does. */
-    SendingProcess(host::BusOptions const& bus, ReportOptions const& options);
+    /**
+     * Joins the bus; throws as `BusSender` does.
+     * @param capture the path of a file that all messages are recorded in, or empty
+     * @throw std::invalid_argument for a file that can't be written
+     */
+    SendingProcess(host::BusOptions const& bus, ReportOptions const& options,
+                   std::string const& capture);
+
+    /** @throw std::runtime_error when not all of the report or the capture could be written */
+    void end();
 
     host::Dispatcher loop;
+    std::unique_ptr<CaptureTap> capture;
     /** Before all that makes threads. */
     EndingSignals signals;
     Report report;

@@ -124,9 +124,7 @@ Subcommand addCall(CLI::App& program) {
     call->add_option("--config", options->config,
                      "The gateway's configuration file (TOML); a call file's [configuration] comes "
                      "on top of it");
-    call->add_option("--capture", options->capture,
-                     "Record every message in this pcapng file, for Wireshark and mcgw msc")
-        ->type_name("FILE.pcapng");
+    addCaptureOption(*call, options->capture, "every message");
     call->add_flag("--json", options->report.json, "One JSON object per line");
     call->add_flag("--quiet", options->report.quiet, "Failures and summaries only");
     call->footer(callHelp);

@@ -93,9 +93,7 @@ Subcommand addDsp(CLI::App& program) {
         ->check(CLI::Range(0U, 3600000U))
         ->capture_default_str();
     dsp->add_option("--fault", options->faults, "What goes wrong, by rule; see below");
-    dsp->add_option("--capture", options->capture,
-                    "Record every message that the boards take and send in this pcapng file")
-        ->type_name("FILE.pcapng");
+    addCaptureOption(*dsp, options->capture, "every message that the boards take and send");
     dsp->add_flag("--json", options->report.json, "One JSON object per line");
     dsp->add_flag("--quiet", options->report.quiet, "What was counted only");
     dsp->footer(helpText());

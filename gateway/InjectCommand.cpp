@@ -59,6 +59,7 @@ struct InjectOptions {
     bool isServing = false;
     unsigned wait = 1000;
     std::optional<std::size_t> answers;
+    std::string capture;
     ReportOptions report;
 };
 
@@ -183,7 +184,7 @@ void sendAll(BusSender& sender, std::vector<imc_msg> const& messages,
 
 int run(InjectOptions const& options) {
     std::vector<imc_msg> const messages = messagesOf(options);
-    SendingProcess process(options.bus, options.report);
+    SendingProcess process(options.bus, options.report, options.capture);
     Report& report = process.report;
     BusSender& sender = process.sender;
     std::optional<Answers> answers;
@@ -209,7 +210,7 @@ int run(InjectOptions const& options) {
                    {"not_sent", notSent},
                    {"answers", received}});
     answers.reset();
-    requireWritten(std::cout);
+    process.end();
     return isTaken && sender.refused() + notSent == 0 ? allHeld : someFailed;
 }
 
@@ -276,6 +277,7 @@ Subcommand addInject(CLI::App& program) {
         ->check(CLI::PositiveNumber)
         ->needs(serve);
     addBusOptions(*inject, options->bus);
+    addCaptureOption(*inject, options->capture, "what is sent and what comes back");
     inject->add_flag("--json", options->report.json, "One JSON object per line");
     inject->add_flag("--quiet", options->report.quiet, "Refusals and the summary only");
     inject->footer(injectHelp);

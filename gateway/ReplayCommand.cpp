@@ -10,12 +10,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace gateway {
@@ -55,6 +57,7 @@ struct ReplayOptions {
     bool isEvents = false;
     unsigned waitFor = 2000;
     unsigned patience = 5000;
+    std::string capture;
     ReportOptions report;
 };
 
@@ -173,10 +176,20 @@ void reportSummary(Report& report, BusSender const& sender, std::size_t leftOut,
                    {"not_sent", notSent}});
 }
 
+void requireOtherFile(ReplayOptions const& options) {
+    std::error_code ignored;
+    if (!options.capture.empty() &&
+        std::filesystem::equivalent(options.file, options.capture, ignored)) {
+        throw std::invalid_argument("--capture " + options.capture +
+                                    ": that is the capture to be sent, expected another file");
+    }
+}
+
 int run(ReplayOptions const& options) {
+    requireOtherFile(options);
     Capture const capture = readFile(options.file);
     std::vector<Replayed> const messages = choose(capture, options);
-    SendingProcess process(options.bus, options.report);
+    SendingProcess process(options.bus, options.report, options.capture);
     Report& report = process.report;
     BusSender& sender = process.sender;
     sender.awaitServed(destinationsOf(messages), Milliseconds(options.waitFor));
@@ -184,7 +197,7 @@ int run(ReplayOptions const& options) {
     bool const isTaken = sender.awaitTaken(takenLimit);
     reportSummary(report, sender, capture.records.size() - messages.size() + capture.leftOut,
                   messages.size() - sender.sent() - sender.refused());
-    requireWritten(std::cout);
+    process.end();
     if (!capture.fault.empty()) {
         throw std::runtime_error(capture.fault);
     }
@@ -220,6 +233,7 @@ Subcommand addReplay(CLI::App& program) {
         ->check(CLI::Range(0U, 3600000U))
         ->capture_default_str();
     addBusOptions(*replay, options->bus);
+    addCaptureOption(*replay, options->capture, "what is sent");
     replay->add_flag("--json", options->report.json, "One JSON object per line");
     replay->add_flag("--quiet", options->report.quiet, "Refusals and the summary only");
     replay->footer(replayHelp);

@@ -5,7 +5,6 @@
 #include "gateway/session/SessionProcess.h"
 #include "gateway/session/Words.h"
 
-
 #include <CLI/CLI.hpp>
 
 #include <atomic>
@@ -168,10 +167,7 @@ Subcommand addSession(CLI::App& program) {
                      "Level of the library's log: 2 shows operations and events, 3 also commands")
         ->check(CLI::Range(0U, 3U));
     addSupervision(*session, *options);
-    session
-        ->add_option("--capture", options->session.capture,
-                     "Record every message in this pcapng file, for Wireshark and mcgw msc")
-        ->type_name("FILE.pcapng");
+    addCaptureOption(*session, options->session.capture, "every message");
     session->add_option("--call", options->calls, "A call file to run first; several run in turn");
     session->add_flag("--json", options->session.report.json, "One JSON object per line");
     session->add_flag("--quiet", options->session.report.quiet, "What was counted only");

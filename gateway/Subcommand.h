@@ -2,6 +2,7 @@
 #define GATEWAY_SUBCOMMAND_H
 
 #include <functional>
+#include <string>
 
 namespace CLI {
 class App;
@@ -56,6 +57,13 @@ Subcommand addReplay(CLI::App& program);
  * program's parsing
  */
 void addBusOptions(CLI::App& command, host::BusOptions& options);
+
+/**
+ * The option --capture.
+ * @param path empty unless it is given; outlives the program's parsing
+ * @param messages what is recorded, such as "every message"
+ */
+void addCaptureOption(CLI::App& command, std::string& path, std::string const& messages);
 
 /** `mcgw console`. */
 Subcommand addConsole(CLI::App& program);

@@ -30,6 +30,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 using testing::StartsWith;
 using Json = BackgroundProgram::Json;
 using Words = std::vector<std::string>;
@@ -336,6 +337,15 @@ TEST_F(ToolsOnTheBus, WhatIsInjectedArrivesByteForByte) {
     EXPECT_EQ(summaryOf(program).at("sent"), 4);
 }
 
+TEST_F(ToolsOnTheBus, WhatIsInjectedAndWhatComesBackIsRecorded) {
+    auto const board = startDsp();
+    ProgramRun const run = inject({"--capture", file("own.pcapng"), "--to", "0x10", "--serve",
+                                   "--wait", "60000", "--answers", "1", "CloseVoice in dsp=3"});
+    EXPECT_EQ(run.status, 0) << run.errors << run.output;
+    EXPECT_THAT(textsOf(file("own.pcapng")),
+                ElementsAre("CloseVoice in dsp=3", StartsWith("CloseVoiceAck in dsp=3")));
+}
+
 TEST_F(ToolsOnTheBus, ARecordKeepsItsAddressesUnlessOthersAreGiven) {
     auto const node = session();
     BackgroundProgram program(onBus({"inject"}, {"--raw", "00 99 01 00"}));
@@ -541,6 +551,20 @@ TEST_F(ReplayOnTheBus, SendsAllOfThemElsewhereWhenItIsTold) {
     EXPECT_EQ(program.end(), 0);
     EXPECT_THAT(textsOf(node->board.received),
                 ElementsAre(StartsWith("OpenVoice in dsp=3"), "FaxTone dsp=5"));
+}
+
+TEST_F(ReplayOnTheBus, RecordsWhatItSendsElsewhere) {
+    record(event("FaxTone", "1"));
+    record(event("OpenVoice in", "3", 0x01, 0x10));
+    auto const node = session();
+    BackgroundProgram program(replay({"--capture", file("again.pcapng")}));
+    ASSERT_TRUE(await([&] { return node->board.received.size() == 1; }));
+    EXPECT_EQ(program.end(), 0) << program.errors();
+    EXPECT_THAT(textsOf(file("again.pcapng")), ElementsAre("FaxTone dsp=1"));
+    ProgramRun const onto = runProgram(replay({"--capture", files.path() + "/./field.pcapng"}));
+    EXPECT_EQ(onto.status, 2);
+    EXPECT_THAT(onto.errors, HasSubstr("that is the capture to be sent, expected another file"));
+    EXPECT_THAT(textsOf(path), SizeIs(2));
 }
 
 TEST_F(ReplayOnTheBus, KeepsTheTimes) {

@@ -124,6 +124,7 @@ Channels::Refusal Channels::performListed(SessionManager::Operation operation, R
         return record.name + " was not " + what + ": it is " + record.text();
     }
     std::vector<FieldSetting> before;
+    before.reserve(settings.size());
     for (FieldSetting const& setting : settings) {
         before.push_back({setting.field, setting.field->get(*record.channel), setting.position});
     }

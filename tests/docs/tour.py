@@ -6,8 +6,9 @@ The directories come before PATH. Each block of the page that begins with
 
     ```console terminal=NAME
 
-is typed into the terminal of that name, in the order of the page; without a name it is "main". All
-terminals are in one directory, where the examples and the dissector are. In a block
+is typed into the terminal of that name, in the order of the page; without a name it is "main". With
+the word "again" behind it, a command that has ended and not printed what is shown is run again for a
+while: what it looks at comes a moment later. All terminals are in one directory, where the examples and the dissector are. In a block
 
     $ COMMAND        is run by a shell
     mcgw> LINE       is typed into the program that the terminal's last command started
@@ -143,23 +144,36 @@ class Terminal:
         self.environment = environment
         self.program = None
 
-    def run(self, block):
+    def run(self, block, again=False):
         shown = []
         for line in block.splitlines():
             prompt, _, rest = line.partition(" ")
             if prompt in ("$", "mcgw>", "^C", "^D"):
-                self.settle(shown)
+                self.settle(shown, again)
                 shown = []
                 self.do(prompt, rest)
             elif line.strip():
                 shown.append(line)
-        self.settle(shown)
+        self.settle(shown, again)
 
-    def settle(self, shown):
+    def settle(self, shown, again):
         if shown:
             if self.program is None:
                 raise Wrong("nothing runs that could print: %s" % shown[0])
+            end = time.monotonic() + (PATIENCE if again else 0)
+            while not self.is_printed(shown, time.monotonic() > end):
+                time.sleep(0.1)
+                self.do("$", self.program.command)
+
+    def is_printed(self, shown, is_last):
+        """Whether the program prints it; the last one has to."""
+        try:
             self.program.expect(shown)
+        except Wrong:
+            if is_last:
+                raise
+            return False
+        return True
 
     def do(self, prompt, text):
         if prompt == "$":
@@ -214,7 +228,7 @@ def tour(page, directories):
                 name = named.group(1) if named else "main"
                 if name not in terminals:
                     terminals[name] = Terminal(directory, environment)
-                terminals[name].run(block["text"])
+                terminals[name].run(block["text"], "again" in block["options"].split())
             for terminal in reversed(list(terminals.values())):
                 terminal.interrupt()
         finally:

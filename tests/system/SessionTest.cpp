@@ -1,13 +1,10 @@
 // A session and boards as processes of their own, driven through the session's control socket.
 
-#include "tests/support/TemporaryDirectory.h"
-#include "tests/system/Background.h"
 #include "tests/system/Program.h"
+#include "tests/system/SessionFixture.h"
 
 #include "tests/unit/bus/BusFixture.h"
 #include "tests/unit/dsp/Records.h"
-
-#include "gateway/control/ControlClient.h"
 
 #include <gmock/gmock.h>
 
@@ -26,161 +23,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 using Json = BackgroundProgram::Json;
-using Words = std::vector<std::string>;
-
-/** Long enough for the slowest machine; a test that passes never waits that long. */
-constexpr std::chrono::seconds patience{60};
-
-/** What came of a line. */
-struct Said {
-    std::string answer;
-    std::string error;
-    int status = -1;
-    /** Of a call, one line each. */
-    std::string reports;
-};
-
-/** An operator at the session's control socket. */
-class Operator {
-public:
-    explicit Operator(std::string const& path) : client(path) {}
-
-    Said say(std::string const& line) { return await(client.type(line)); }
-    /** Types a line, and does not wait. @return what `await` takes */
-    std::uint64_t type(std::string const& line) { return client.type(line); }
-    Said call(std::string const& text) { return await(client.call(text, "call.toml")); }
-
-    /** Returns when the session tells this. */
-    void awaitTold(std::string const& type, std::string const& text) {
-        for (;;) {
-            Json const told = next().value("told", Json::object());
-            if (told.value("type", "") == type && told.value("text", "") == text) {
-                return;
-            }
-        }
-    }
-
-    Said await(std::uint64_t request) {
-        Said said;
-        for (;;) {
-            Json const message = next();
-            if (message.value("id", std::uint64_t{0}) != request) {
-                continue;
-            }
-            said.answer += message.value("answer", "");
-            if (message.contains("report")) {
-                said.reports += message["report"].dump() + "\n";
-            }
-            if (message.contains("end")) {
-                said.error = message.value("error", "");
-                said.status = message.value("status", -1);
-                return said;
-            }
-        }
-    }
-
-private:
-    Json next() {
-        auto const message = client.await(patience);
-        if (!message) {
-            throw std::runtime_error("the session says nothing");
-        }
-        return Json::parse(message->dump());
-    }
-
-    gateway::ControlClient client;
-};
-
-class Sessions : public testing::Test {
-protected:
-    using Program = std::unique_ptr<BackgroundProgram>;
-
-    Words arguments(std::string const& program, Words const& more) const {
-        Words all = {program, "--bus", "ipc://" + directory.path()};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
-    }
-    Program board(Words const& more = {}) const {
-        auto program = std::make_unique<BackgroundProgram>(arguments("dsp", more));
-        program->await("serving");
-        return program;
-    }
-    /** @param more audits are off unless it says otherwise, so that nothing happens by itself */
-    Program session(Words more = {"--audit", "0"}) const {
-        auto program = std::make_unique<BackgroundProgram>(arguments("session", more));
-        program->await("control");
-        return program;
-    }
-    std::string control() const { return directory.path() + "/session-01.control"; }
-
-    static Json awaitText(BackgroundProgram& program, std::string const& type,
-                          std::string const& piece) {
-        return program.await(type, [&piece](Json const& line) {
-            return line.at("text").get<std::string>().find(piece) != std::string::npos;
-        });
-    }
-    /** Ends it as its user does. @return what it counted */
-    static std::map<std::string, std::uint64_t> counted(BackgroundProgram& program) {
-        program.signal(SIGTERM);
-        EXPECT_EQ(program.end(), 0);
-        EXPECT_EQ(program.errors(), "");
-        std::map<std::string, std::uint64_t> counts;
-        for (Json const& line : program.lines("counter")) {
-            counts[line.at("name")] = line.at("count");
-        }
-        return counts;
-    }
-    static std::uint64_t count(std::map<std::string, std::uint64_t> const& counts,
-                               std::string const& name) {
-        auto const found = counts.find(name);
-        return found == counts.end() ? 0 : found->second;
-    }
-    static std::string voiceIn(std::string const& name, int dsp = 3) {
-        return "session open " + name +
-               " board=0x10 direction=in codec=\"G.711 A-law\" dsp=" + std::to_string(dsp) +
-               " rtpRemote=10.0.9.1:4000";
-    }
-    static void killed(Program& program) {
-        program->signal(SIGKILL);
-        program->end();
-        program.reset();
-    }
-
-    /** Sends a board that does not take anything what it may hold at most. */
-    static void fillQueue(Operator& person, std::string const& name) {
-        while (person.say("session update " + name).error.empty()) {
-        }
-    }
-    /** Asks until the board is asked, and answers. */
-    static std::string audited(Operator& person) {
-        for (;;) {
-            std::string const outcome = person.say("session audit 0x10").answer;
-            if (outcome.find(" open, ") != std::string::npos) {
-                return outcome;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    static void awaitRecords(Operator& person, std::string const& text) {
-        while (person.say("session records").answer.find(text) == std::string::npos) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    /** How many requests the session sent that are acknowledged, and how many of them were decided.
-     */
-    static std::pair<std::size_t, std::uint64_t>
-    requests(BackgroundProgram& program, std::map<std::string, std::uint64_t> const& counts) {
-        std::size_t sent = 0;
-        for (Json const& line : program.lines("command")) {
-            std::string const name = line.at("name");
-            sent += name.rfind("Open", 0) == 0 || name.rfind("Close", 0) == 0 ? 1U : 0U;
-        }
-        return {sent, count(counts, "session.ack_in_time") + count(counts, "session.ack_deadline") +
-                          count(counts, "session.ack_lost")};
-    }
-
-    TemporaryDirectory directory;
-};
 
 TEST_F(Sessions, OpensAndClosesACall) {
     auto const dsp = board();
@@ -370,7 +212,7 @@ TEST_F(Sessions, AChannelOfABoardThatWasKilledIsClosedWhenItIsBack) {
     program->await("found");
     Operator person(control());
     person.say(voiceIn("a"));
-    killed(dsp);
+    kill(dsp);
     awaitText(*program, "half-open", "a on board 0x10 dsp 3 in");
     EXPECT_EQ(person.say(voiceIn("b", 4)).error, "board 0x10 is gone");
     dsp = board();
@@ -396,7 +238,7 @@ TEST_F(Sessions, AChannelOfABoardThatWasKilledIsOpenedAgain) {
     Operator person(control());
     person.say(voiceIn("a"));
     person.say("session fax a");
-    killed(dsp);
+    kill(dsp);
     program->await("half-open");
     dsp = board();
     awaitText(*program, "restart", "a was forgotten by its board: it is opened again");
@@ -418,61 +260,13 @@ TEST_F(Sessions, AChannelOfABoardThatStaysAwayIsClosedWithoutEndingTheSession) {
     program->await("found");
     Operator person(control());
     person.say(voiceIn("a"));
-    killed(dsp);
+    kill(dsp);
     awaitText(*program, "closed", "a on board 0x10 dsp 3 in, which could not be told");
     EXPECT_EQ(person.say("session records").answer, "no channel");
     auto const counts = counted(*program);
     EXPECT_EQ(count(counts, "session.post_refused"), 1U);
     EXPECT_EQ(count(counts, "session.half_open_closed"), 1U);
 }
-
-struct Phase {
-    char const* name;
-    /** The acknowledgement that never comes. */
-    std::string fault;
-    /** What happens before, and what it is about. */
-    Words before;
-    std::string line;
-};
-
-class KilledBoards : public Sessions, public testing::WithParamInterface<Phase> {};
-
-TEST_P(KilledBoards, EndTheWaitAndAreThereAgain) {
-    Phase const& phase = GetParam();
-    Program dsp = board({"--fault", "drop:" + phase.fault});
-    auto const program =
-        session({"--audit", "0", "--ack-deadline", "3600000", "--half-open", "3600000"});
-    program->await("found");
-    Operator person(control());
-    for (std::string const& line : phase.before) {
-        EXPECT_EQ(person.say(line).error, "");
-    }
-    auto const request = person.type(phase.line);
-    dsp->await("fault");
-    killed(dsp);
-    EXPECT_THAT(person.await(request).error, HasSubstr("lost with its board"));
-    dsp = board();
-    awaitText(*program, "returned", "0x10");
-    EXPECT_THAT(person.say("session audit 0x10").answer, HasSubstr("0 open"));
-    EXPECT_EQ(person.say(voiceIn("b")).answer, "b is open, port 5000");
-    EXPECT_EQ(count(counted(*program), "session.ack_lost"), 1U);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    InEachPhase, KilledBoards,
-    testing::Values(Phase{"Opening",
-                          "OpenVoiceAck",
-                          {},
-                          "session open a board=0x10 direction=in codec=1 dsp=3"},
-                    Phase{"Fax",
-                          "OpenFaxAck",
-                          {"session open a board=0x10 direction=in codec=1 dsp=3"},
-                          "session fax a"},
-                    Phase{"Closing",
-                          "CloseVoiceAck",
-                          {"session open a board=0x10 direction=in codec=1 dsp=3"},
-                          "session close a"}),
-    [](auto const& each) { return std::string(each.param.name); });
 
 TEST_F(Sessions, AnOpeningToNobodyIsUndone) {
     auto const program = session();
@@ -519,15 +313,13 @@ TEST_F(Sessions, ASessionThatWasKilledClosesWhatItLeftBehind) {
                    "maxFraming=20 rtpRemote=10.0.9.1:4000");
         person.say("session fax b");
     }
-    killed(first);
+    kill(first);
     auto const program = session();
     awaitText(*program, "orphan", "board 0x10 dsp 3 in: voice open, and not this session's");
     awaitText(*program, "orphan", "board 0x10 dsp 5 out: voice and fax open");
     awaitText(*program, "closed", "board 0x10 dsp 5 out, an orphan");
     Operator person(control());
-    while (person.say("session records").answer != "no channel") {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    EXPECT_EQ(recorded(person, "no channel"), "no channel");
     EXPECT_THAT(person.say("session audit").answer, HasSubstr("board 0x10: 0 open"));
     auto const counts = counted(*program);
     EXPECT_EQ(count(counts, "session.audit_orphan"), 2U);
@@ -541,7 +333,7 @@ TEST_F(Sessions, OrphansAreOnlyReportedWhenThatIsAskedFor) {
     Program first = session();
     first->await("found");
     Operator(control()).say(voiceIn("a"));
-    killed(first);
+    kill(first);
     auto const program = session({"--audit", "0", "--orphans", "report"});
     program->await("orphan");
     Operator person(control());
@@ -561,17 +353,6 @@ TEST_F(Sessions, ABoardThatDoesNotAnswerAuditsIsToldOnce) {
     auto const counts = counted(*program);
     EXPECT_GE(count(counts, "session.audit_unanswered"), 2U);
     EXPECT_EQ(program->lines("audit").size(), 1U);
-}
-
-TEST_F(Sessions, ASecondSessionForAnAddressIsRefusedNamingTheHolder) {
-    auto const program = session({"--name", "first session"});
-    ProgramRun const second = runProgram(arguments("session", {}));
-    EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.errors, "mcgw: IMC address 0x01 is served already by first session, process " +
-                                 std::to_string(program->pid()) + "\n");
-    Operator person(control());
-    EXPECT_THAT(person.say("session status").answer,
-                AllOf(HasSubstr("first session"), HasSubstr("0x01")));
 }
 
 /** Opens and closes the channel "in"; @param error that the opening is expected to have */
@@ -654,14 +435,16 @@ TEST_F(Sessions, WhatABoardCouldNotBeToldToCloseIsClosedByTheAudit) {
     Operator person(control());
     person.say(voiceIn("a"));
     person.say(voiceIn("b", 4));
-    dsp->signal(SIGSTOP);
-    fillQueue(person, "a");
+    dsp->halt();
+    EXPECT_THAT(fillQueue(person, "a"), HasSubstr("can't be reached"));
     EXPECT_EQ(person.say("session close b").answer, "b is closed");
     awaitText(*program, "closed", "b on board 0x10 dsp 4 in, which could not be told");
     dsp->signal(SIGCONT);
-    EXPECT_THAT(audited(person), HasSubstr("2 open, 0 of others, 0 missing, 1 orphan"));
+    EXPECT_THAT(audited(person, "0x10", " open, "),
+                HasSubstr("2 open, 0 of others, 0 missing, 1 orphan"));
     dsp->await("event", [](Json const& line) { return line.at("name") == "CloseVoiceAck in"; });
-    EXPECT_THAT(audited(person), HasSubstr("1 open, 0 of others, 0 missing, 0 orphans"));
+    EXPECT_THAT(audited(person, "0x10", " open, "),
+                HasSubstr("1 open, 0 of others, 0 missing, 0 orphans"));
     EXPECT_EQ(person.say(voiceIn("b", 4)).error, "");
     EXPECT_EQ(count(counted(*program), "session.ack_error"), 0U);
 }
@@ -674,15 +457,16 @@ TEST_F(Sessions, AnOrphanTakesNobodysName) {
     person.say(voiceIn("a", 3));
     // What the records call an orphan may be what a person called a channel.
     person.say(voiceIn("orphan-16-3-in", 5));
-    dsp->signal(SIGSTOP);
-    fillQueue(person, "orphan-16-3-in");
+    dsp->halt();
+    EXPECT_THAT(fillQueue(person, "orphan-16-3-in"), HasSubstr("can't be reached"));
     person.say("session close a");
     dsp->signal(SIGCONT);
-    EXPECT_THAT(audited(person), HasSubstr("1 orphan"));
+    EXPECT_THAT(audited(person, "0x10", " open, "), HasSubstr("1 orphan"));
     program->await("closed", [](Json const& line) {
         return line.at("text") == "board 0x10 dsp 3 in, an orphan";
     });
-    EXPECT_THAT(audited(person), HasSubstr("1 open, 0 of others, 0 missing, 0 orphans"));
+    EXPECT_THAT(audited(person, "0x10", " open, "),
+                HasSubstr("1 open, 0 of others, 0 missing, 0 orphans"));
     EXPECT_EQ(person.say("session close orphan-16-3-in").answer, "orphan-16-3-in is closed");
     EXPECT_EQ(person.say("session records").answer, "no channel");
     counted(*program);
@@ -694,11 +478,11 @@ TEST_F(Sessions, FaxThatCouldNotBeSentCanBeAskedForAgain) {
     program->await("found");
     Operator person(control());
     person.say(voiceIn("a"));
-    dsp->signal(SIGSTOP);
-    fillQueue(person, "a");
+    dsp->halt();
+    EXPECT_THAT(fillQueue(person, "a"), HasSubstr("can't be reached"));
     EXPECT_THAT(person.say("session fax a").error, HasSubstr("can't be reached"));
     dsp->signal(SIGCONT);
-    audited(person);
+    audited(person, "0x10", " open, ");
     EXPECT_EQ(person.say("session fax a").answer, "a is switched to fax, port 5002");
     EXPECT_EQ(person.say("session fax a").error, "a was not switched to fax: it is so already");
     counted(*program);
@@ -732,11 +516,11 @@ TEST_F(Sessions, WhatCannotBeOpenedAgainCountsAsClosed) {
                "rtpRemote=10.0.9.1:4000");
     EXPECT_EQ(person.say("session fax a").error, "");
     EXPECT_EQ(person.say("session update a rtpRemote=-:0").error, "");
-    killed(dsp);
+    kill(dsp);
     program->await("half-open");
     dsp = board();
     awaitText(*program, "refused", "a was not switched to fax again");
-    awaitRecords(person, "no channel");
+    EXPECT_EQ(recorded(person, "no channel"), "no channel");
     auto const counts = counted(*program);
     EXPECT_EQ(count(counts, "session.restart_reopened"), 0U);
     EXPECT_EQ(count(counts, "session.restart_closed"), 1U);
@@ -775,9 +559,8 @@ TEST_F(Sessions, EveryRequestOfTheEndIsDecided) {
         person.say(voiceIn("a" + std::to_string(i), i));
     }
     auto const counts = counted(*program);
-    auto const [sent, decided] = requests(*program, counts);
-    EXPECT_EQ(sent, 40U);
-    EXPECT_EQ(decided, sent);
+    EXPECT_EQ(linesOf(*program, "command", requestNames), 40U);
+    expectSettled(*program, counts);
 }
 
 TEST_F(Sessions, NothingIsOpenedWhileItEnds) {

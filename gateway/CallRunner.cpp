@@ -1,6 +1,7 @@
 #include "gateway/CallRunner.h"
 
 #include "gateway/MessageJson.h"
+#include "gateway/OperatorLine.h"
 #include "gateway/Text.h"
 
 #include "host/Text.h"
@@ -144,9 +145,10 @@ struct CallRunner::Doer {
         runner.workstation.announceConfiguration();
     }
     void operator()(ConsoleAction const& action) const {
+        std::string const line = expanded(action.line, runner.context());
+        requireModest(line);
         runner.workstation.typeCommand(
-            expanded(action.line, runner.context()), console,
-            [&to = runner](std::string const& text) { to.seeAnswer(text); });
+            line, console, [&to = runner](std::string const& text) { to.seeAnswer(text); });
     }
     void operator()(WaitAction const&) const {}
     void operator()(LogLevelAction const& action) const {

@@ -159,7 +159,9 @@ int LineEditor::nextCharacter(wchar_t& character) {
         }
         if (polled[2].revents != 0) {
             meanwhile.serve();
-        } else if (polled[0].revents != 0) {
+        }
+        // What comes without a pause does not keep keys from being taken.
+        if (polled[0].revents != 0 && !isStopped) {
             int const result = takeByte(character);
             if (result >= 0) {
                 return result;

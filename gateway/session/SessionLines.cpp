@@ -1,5 +1,6 @@
 #include "gateway/session/SessionLines.h"
 
+#include "gateway/OperatorLine.h"
 #include "gateway/Text.h"
 #include "gateway/session/Table.h"
 
@@ -109,11 +110,11 @@ void SessionLines::take(std::string const& line, int console, Exchange const& ex
     std::istringstream stream(line);
     std::string first;
     stream >> first;
-    if (first != "session") {
-        passOn(line, console, exchange);
-        return;
-    }
     try {
+        if (first != "session") {
+            passOn(line, console, exchange);
+            return;
+        }
         std::vector<std::string> const words = wordsOf(line);
         Verb const& verb = findVerb(words);
         auto const arguments = words.begin() + (words.size() < 2 ? 1 : 2);
@@ -130,6 +131,7 @@ void SessionLines::refuse(Exchange const& exchange, std::string const& why) {
 
 /** The answers come in a task of the loop; what is added behind it runs behind it. */
 void SessionLines::passOn(std::string const& line, int console, Exchange const& exchange) {
+    requireModest(line);
     session.workstation.typeCommand(
         line, console, [exchange](std::string const& text) { exchange->answer(text); });
     session.workstation.dispatcher().post([exchange] { exchange->end(); });

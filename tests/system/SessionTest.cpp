@@ -50,6 +50,9 @@ TEST_F(Sessions, PassesOtherLinesToTheLibrary) {
     person.say(voiceIn("a"));
     EXPECT_THAT(person.say("MC Channel All").answer, HasSubstr("Total = 1"));
     EXPECT_THAT(person.say("nonsense \"").answer, HasSubstr("nonsense"));
+    EXPECT_THAT(person.say("MC Dsp 0x400").answer, HasSubstr("Dsp 1023\n"));
+    EXPECT_THAT(person.say("MC Dsp 0x7FFFFFFF").error, HasSubstr("at most 0x400 DSP channels"));
+    EXPECT_THAT(person.say("MC Channel All").answer, HasSubstr("Total = 1"));
 }
 
 TEST_F(Sessions, TellsWhatWouldBeRight) {

@@ -54,18 +54,13 @@ public:
     explicit PlainInput(std::vector<std::string> const& lines)
         : given(lines.begin(), lines.end()), isEnded(!lines.empty()) {}
 
-    /** @throw std::runtime_error for a line that is too long */
-    std::optional<std::string> next() {
+    std::optional<LineReader::Line> next() {
         if (!given.empty()) {
-            std::string const line = given.front();
+            LineReader::Line const line = {given.front()};
             given.pop_front();
             return line;
         }
-        std::optional<LineReader::Line> const line = reader.next();
-        if (line && line->isTooLong) {
-            throw std::runtime_error("a line of the input is too long");
-        }
-        return line ? std::make_optional(line->text) : std::nullopt;
+        return reader.next();
     }
 
     bool hasEnded() const { return isEnded && given.empty(); }
@@ -112,7 +107,7 @@ int runPlain(ControlClient& client, ConsoleCommandOptions const& options) {
     for (;;) {
         console.takeMessages();
         if (!console.isWaiting()) {
-            std::optional<std::string> const line = input.next();
+            std::optional<LineReader::Line> const line = input.next();
             bool const isLeaving = line ? !console.typed(*line) : input.hasEnded();
             if (isLeaving) {
                 break;
@@ -186,7 +181,11 @@ Subcommand addConsole(CLI::App& program) {
         program.add_subcommand("console", "Attach an operator's console to a session that runs");
     CLI::Option* const control =
         console->add_option("--control", options->control, "The session's control socket")
-            ->type_name("PATH");
+            ->type_name("PATH")
+            ->check([](std::string const& path) {
+                // Of a variable that is not set; another session is not what was meant.
+                return path.empty() ? "expected a path" : "";
+            });
     console
         ->add_option("--bus", options->bus,
                      "Instead: the session's bus, ipc://DIRECTORY or tcp://HOST:PORT, without "

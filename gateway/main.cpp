@@ -3,6 +3,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 #include <stdexcept>
@@ -33,9 +36,24 @@ int runChosen(std::vector<Subcommand> const& subcommands) {
     throw CLI::RequiredError::Subcommand(1);
 }
 
+/**
+ * Of standard input, output and error, one that is closed would be the number of the next socket,
+ * which then got what is printed. What is put there instead can't be written, and is at its end.
+ */
+void occupyStandardStreams() {
+    int number = 0;
+    do {
+        number = open("/dev/null", O_RDONLY);
+    } while (number >= 0 && number <= STDERR_FILENO);
+    if (number >= 0) {
+        close(number);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardStreams();
     CLI::App program("The media gateway's Session Manager on a workstation");
     std::vector<Subcommand> const subcommands = addAll(program);
     try {

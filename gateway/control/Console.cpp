@@ -100,6 +100,15 @@ bool Console::typed(std::string const& line) {
     return true;
 }
 
+bool Console::typed(LineReader::Line const& line) {
+    if (line.isTooLong) {
+        complain("the line is too long: expected at most " + std::to_string(longestControlLine) +
+                 " characters");
+        return true;
+    }
+    return typed(line.text);
+}
+
 void Console::sendCall(std::string const& path) {
     if (path.empty()) {
         throw std::invalid_argument("call: expected a call file: call FILE");

@@ -27,6 +27,9 @@ public:
     /** An operator typed the line. @return false when the operator wants to leave */
     bool typed(std::string const& line);
 
+    /** The same of one that may have been too long. */
+    bool typed(LineReader::Line const& line);
+
     /** Shows the messages that were read. */
     void takeMessages();
 

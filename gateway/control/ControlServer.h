@@ -70,7 +70,10 @@ public:
 
     /** Consoles at a time; one more is refused with a line that says so. */
     static constexpr std::size_t mostConsoles = 64;
-    /** What may wait for a console that does not read; with more it loses its connection. */
+    /**
+     * What may wait for a console that does not read, beside its longest answer; with more it
+     * loses its connection at the next thing that is said to it.
+     */
     static constexpr std::size_t mostWaiting = std::size_t{4} * 1024 * 1024;
     /** Requests of a console without their end; with so many no more is read from it. */
     static constexpr std::size_t mostOpen = 64;

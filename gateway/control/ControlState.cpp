@@ -86,15 +86,17 @@ public:
     Exchange& operator=(Exchange const&) = delete;
 
     void answer(std::string const& text) override {
+        std::vector<ControlState::Json> pieces;
         std::size_t from = 0;
         do {
             std::size_t const size = pieceOf(text, from);
-            state->send(*console, request, "answer", text.substr(from, size));
+            pieces.emplace_back(text.substr(from, size));
             from += size;
         } while (from < text.size());
+        state->send(*console, request, "answer", pieces);
     }
     void report(nlohmann::ordered_json const& entry) override {
-        state->send(*console, request, "report", fitting(entry));
+        state->send(*console, request, "report", {fitting(entry)});
     }
     void end(std::string const& error, std::optional<int> status = {}) final {
         ControlState::Json more = ControlState::Json::object();
@@ -129,7 +131,7 @@ ControlState::Console ControlState::attach() {
     }
     auto console = std::make_shared<AttachedConsole>();
     console->number = ++lastConsole;
-    append(*console, greeting);
+    append(*console, controlLine(greeting));
     attached[console->number] = console;
     return console;
 }
@@ -211,15 +213,15 @@ void ControlState::appendRefusal(AttachedConsole& console, std::string const& er
 void ControlState::appendEnd(AttachedConsole& console, Json const& id, Json const& more) {
     Json object = {{"id", id}, {"end", true}};
     object.update(more);
-    append(console, object);
+    append(console, controlLine(object));
 }
 
-void ControlState::append(AttachedConsole& console, Json const& object) {
+/** What comes at once is taken as a whole: an answer may be longer than what may wait. */
+void ControlState::append(AttachedConsole& console, std::string const& lines) {
     if (console.isGone) {
         return;
     }
-    std::string const line = controlLine(object);
-    if (console.waiting.size() - console.sent + line.size() > ControlServer::mostWaiting) {
+    if (console.waiting.size() - console.sent > ControlServer::mostWaiting + console.longest) {
         ++faults[static_cast<std::size_t>(ControlFault::consoleSlow)];
         console.isGone = true;
         console.open.clear();
@@ -229,18 +231,24 @@ void ControlState::append(AttachedConsole& console, Json const& object) {
         if (console.sent > console.waiting.size() / 2) {
             console.waiting.erase(0, std::exchange(console.sent, 0));
         }
-        console.waiting += line;
+        console.waiting += lines;
+        console.longest = std::max(console.longest, lines.size());
     }
     wakeup.wake();
 }
 
 void ControlState::send(AttachedConsole& console, std::uint64_t request, char const* key,
-                        Json const& value) {
+                        std::vector<Json> const& values) {
     std::lock_guard<std::mutex> const lock(mutex);
     auto const found = console.open.find(request);
-    if (found != console.open.end()) {
-        append(console, {{"id", found->second}, {key, value}});
+    if (found == console.open.end()) {
+        return;
     }
+    std::string lines;
+    for (Json const& value : values) {
+        lines += controlLine({{"id", found->second}, {key, value}});
+    }
+    append(console, lines);
 }
 
 void ControlState::end(AttachedConsole& console, std::uint64_t request, Json const& more) {
@@ -268,7 +276,7 @@ void ControlState::watch(int console, bool on) {
 }
 
 void ControlState::tell(Json const& what) {
-    Json const told = {{"told", fitting(what)}};
+    std::string const told = controlLine({{"told", fitting(what)}});
     std::lock_guard<std::mutex> const lock(mutex);
     for (auto const& [number, console] : attached) {
         if (console->watches) {

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace gateway {
 
@@ -37,6 +38,8 @@ struct AttachedConsole {
     /** Lines that wait; the first so many bytes of them are sent. */
     std::string waiting{};
     std::size_t sent = 0;
+    /** Of what was said at once, the longest: it may wait beside all else. */
+    std::size_t longest = 0;
     bool watches = false;
     /** Nothing goes to it any more; its connection is about to be closed. */
     bool isGone = false;
@@ -69,7 +72,9 @@ public:
 
     /** @name Of exchanges: a request that was ended, or whose console left, says nothing more */
     /// @{
-    void send(AttachedConsole& console, std::uint64_t request, char const* key, Json const& value);
+    /** Each value in a line of its own, and all of them or none. */
+    void send(AttachedConsole& console, std::uint64_t request, char const* key,
+              std::vector<Json> const& values);
     void end(AttachedConsole& console, std::uint64_t request, Json const& more);
     bool isOpen(AttachedConsole const& console, std::uint64_t request);
     /// @}
@@ -89,7 +94,7 @@ public:
     bool isClosed = false;
 
 private:
-    void append(AttachedConsole& console, Json const& object);
+    void append(AttachedConsole& console, std::string const& lines);
     void appendRefusal(AttachedConsole& console, std::string const& error);
     void appendEnd(AttachedConsole& console, Json const& id, Json const& more);
     void hand(Console const& console, Json const& object);

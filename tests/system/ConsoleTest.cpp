@@ -128,6 +128,29 @@ TEST_F(Consoles, TheLastLineNeedsNoEnd) {
     EXPECT_EQ(console->output(), "MC Dsp : invalid argument\n");
 }
 
+TEST_F(Consoles, LinesMayEndAsElsewhere) {
+    auto const console = typed("MC Dsp 8\r\n\r\nhelp\r\nsession fail a\r\nquit\r\n");
+    EXPECT_EQ(console->end(), 1);
+    EXPECT_EQ(console->output(), "MC Dsp : invalid argument\n" + helpText);
+}
+
+TEST_F(Consoles, ALineThatIsTooLongIsAnErrorAndTheNextOneSent) {
+    auto const console = typed(std::string(3 << 20, 'x') + "\nMC Dsp 8\n");
+    EXPECT_EQ(console->end(), 1);
+    EXPECT_EQ(console->output(), "MC Dsp : invalid argument\n");
+    EXPECT_EQ(console->errors(),
+              "error: the line is too long: expected at most 1048576 characters\n");
+}
+
+TEST_F(Consoles, AStreamThatIsClosedIsNotTheSessions) {
+    std::string const console = std::string(MCGW_PROGRAM) + " console --control " + socket;
+    Child withoutInput({"/bin/sh", "-c", console + " <&-"}, Child::Where::inPipes);
+    EXPECT_EQ(withoutInput.end(), 0);
+    Child withoutOutput({"/bin/sh", "-c", console + " -c help >&-"}, Child::Where::inPipes);
+    EXPECT_EQ(withoutOutput.end(), 1);
+    EXPECT_EQ(withoutOutput.errors(), "mcgw: the answers can't be written\n");
+}
+
 TEST_F(Consoles, NothingIsSentAfterQuit) {
     for (std::string const word : {"quit", "exit"}) {
         auto const console = typed("MC Dsp 8\n " + word + " \nMC Dsp 8\n");
@@ -291,12 +314,16 @@ TEST_F(CallsOfConsoles, MayHaveBlanksInTheirNames) {
 /* Bad command lines */
 
 TEST(ConsoleCommand, BadCommandLinesAreRefused) {
-    std::vector<std::vector<std::string>> const bad = {
-        {"--what"},         {"-c"},
-        {"line"},           {"--control", "a", "--bus", "ipc://b"},
-        {"--sid", "256"},   {"--control", "a", "--sid", "1"},
-        {"--sid", "x"},     {"--bus", "nothing"},
-        {"--bus", "ipc://"}};
+    std::vector<std::vector<std::string>> const bad = {{"--what"},
+                                                       {"-c"},
+                                                       {"line"},
+                                                       {"--control", "a", "--bus", "ipc://b"},
+                                                       {"--sid", "256"},
+                                                       {"--control", "a", "--sid", "1"},
+                                                       {"--sid", "x"},
+                                                       {"--bus", "nothing"},
+                                                       {"--bus", "ipc://"},
+                                                       {"--control", ""}};
     for (std::vector<std::string> arguments : bad) {
         arguments.insert(arguments.begin(), "console");
         ProgramRun const run = runProgram(arguments);

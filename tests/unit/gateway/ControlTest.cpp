@@ -413,6 +413,26 @@ TEST_F(Control, AConsoleThatNeverReadsLosesItsConnection) {
     EXPECT_LT(answers, 60);
 }
 
+TEST_F(Control, OneAnswerMayBeLongerThanWhatMayWait) {
+    for (std::size_t i = 0; i < 3 * ControlServer::mostWaiting / 64; ++i) {
+        answer += std::string(63, 'x') + "\n";
+    }
+    GreetedConsole console(path);
+    console.send("{\"id\": 1, \"line\": \"\"}\n");
+    // It has all been said before any of it is read.
+    ASSERT_TRUE(await([&] { return handled == 1; }));
+    inLoop([] {});
+    std::string seen;
+    Json message = console.read();
+    while (message.is_object() && !message.contains("end")) {
+        seen += message.at("answer").get<std::string>();
+        message = console.read();
+    }
+    EXPECT_EQ(message, Json::parse(R"({"id": 1, "end": true})"));
+    EXPECT_EQ(seen, answer);
+    EXPECT_EQ(counted("control.console_slow"), 0U);
+}
+
 TEST_F(Control, SoManyConsolesAreAttachedAndNoMore) {
     std::vector<std::unique_ptr<RawConsole>> consoles;
     for (std::size_t i = 0; i < ControlServer::mostConsoles; ++i) {

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -20,6 +21,11 @@ sigset_t endingSignals() {
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
+    // Under nohup it is ignored; taken from here it would not be.
+    struct sigaction hangUp {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
+        sigaddset(&set, SIGHUP);
+    }
     return set;
 }
 

@@ -41,8 +41,8 @@ can carry is left with the library and the boards.
   mcgw load --bus ipc://DIR --sid 0x10    a board that "mcgw dsp" serves already
   mcgw load --records 32768 --svg OUT     what operations cost as the library's list grows
 
-Boards of its own are processes on a bus of its own, and end with it. SIGINT and SIGTERM end the run
-early, with a report of what was done.
+Boards of its own are processes on a bus of its own, and end with it. SIGINT, SIGTERM and SIGHUP end
+the run early, with a report of what was done.
 
 More: docs/load.md.
 
@@ -53,8 +53,8 @@ command line.)";
 /** Lines of progress: for a terminal, or as JSON objects. */
 class Progress {
 public:
-    explicit Progress(ReportOptions const& how)
-        : options(how), isTerminal(isatty(STDERR_FILENO) != 0) {}
+    Progress(ReportOptions const& how, EarlyEnd& itsEnd)
+        : options(how), end(itsEnd), isTerminal(isatty(STDERR_FILENO) != 0) {}
 
     void show(CycleProgress const& now) {
         std::uint64_t const cycles = now.library + now.floor.value_or(0);
@@ -90,12 +90,17 @@ private:
             Json object = {{"type", "progress"}};
             object.update(details);
             std::cout << object.dump() << '\n' << std::flush;
+            if (!std::cout) {
+                // Nobody reads the report either.
+                end.ask();
+            }
         } else if (isTerminal) {
             std::cerr << text << '\n';
         }
     }
 
     ReportOptions options;
+    EarlyEnd& end;
     bool isTerminal;
     Clock::time_point lastTime = Clock::now();
     std::uint64_t lastCycles = 0;
@@ -118,7 +123,7 @@ int runRecordsLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& e
     RecordsResult result;
     {
         LoadSession session(options, plan, end);
-        Progress progress(options.report);
+        Progress progress(options.report, end);
         result = runRecords(session, options, plan, end,
                             [&](std::size_t listed) { progress.show(listed); });
     }
@@ -136,7 +141,7 @@ int runCyclesLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& en
     CycleResult result;
     {
         LoadSession session(options, plan, end);
-        Progress progress(options.report);
+        Progress progress(options.report, end);
         result = runCycles(session, options, plan, end,
                            [&](CycleProgress const& now) { progress.show(now); });
     }

@@ -88,11 +88,11 @@ bool ChildProcess::hasEnded() {
     return isReaped;
 }
 
-std::chrono::nanoseconds processorTime(pid_t process) {
+std::optional<std::chrono::nanoseconds> processorTime(pid_t process) {
     clockid_t clock{};
     timespec time{};
     if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &time) != 0) {
-        return {};
+        return std::nullopt;
     }
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,8 +37,8 @@ private:
     bool isReaped = false;
 };
 
-/** Processor time that a process has taken so far; none of one that is gone. */
-std::chrono::nanoseconds processorTime(pid_t process);
+/** Processor time that a process has taken so far; nothing of one that is gone. */
+std::optional<std::chrono::nanoseconds> processorTime(pid_t process);
 
 /** Memory of this process that is resident, in bytes. */
 std::size_t residentMemory();

@@ -80,7 +80,7 @@ bool CycleDriver::mayBegin() const {
     if (goal.cycles != 0 ? begun >= goal.cycles : elapsed >= goal.time) {
         return false;
     }
-    double const due = std::chrono::duration<double>(elapsed).count() * goal.rate;
+    double const due = std::chrono::duration<double>(elapsed - goal.first).count() * goal.rate;
     return goal.rate <= 0 || static_cast<double>(begun) <= due;
 }
 
@@ -91,9 +91,17 @@ bool CycleDriver::isDone() const {
     if (busy != 0) {
         return false;
     }
-    bool const isReached =
-        goal.cycles != 0 ? begun >= goal.cycles : Clock::now() - start >= goal.time;
-    return isFinishing || isReached || freePaths.empty();
+    return isFinishing || isReached() || freePaths.empty();
+}
+
+bool CycleDriver::isReached() const {
+    auto const elapsed = Clock::now() - start;
+    if (goal.cycles == 0) {
+        return elapsed >= goal.time;
+    }
+    // The pause behind the last one belongs to the rate: the next run may begin at once.
+    return begun >= goal.cycles && std::chrono::duration<double>(elapsed).count() * goal.rate >=
+                                       static_cast<double>(goal.rate > 0 ? goal.cycles : 0);
 }
 
 void CycleDriver::fill() {

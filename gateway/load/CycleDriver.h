@@ -34,6 +34,8 @@ struct CycleGoal {
     std::chrono::nanoseconds time{};
     /** Cycles that are to begin per second; 0 for as fast as possible. */
     double rate = 0;
+    /** At a given rate: when the first one is to begin. */
+    std::chrono::nanoseconds first{};
     /** How many cycles may be under way. */
     std::size_t outstanding = 1;
 };
@@ -111,6 +113,7 @@ private:
     void fill();
     bool mayBegin() const;
     bool isDone() const;
+    bool isReached() const;
     void open(std::size_t path);
     void opened(std::size_t path);
     void closed(std::size_t path);

@@ -28,25 +28,33 @@ constexpr std::chrono::milliseconds progressPeriod{1000};
 /** Sums up the processor time of some processes over several turns. */
 class ShareMeter {
 public:
-    explicit ShareMeter(std::vector<ProcessShare>& of) : shares(of) { add(-1); }
-    ~ShareMeter() { add(1); }
+    explicit ShareMeter(std::vector<ProcessShare>& of) : shares(of) {
+        for (ProcessShare const& share : shares) {
+            before.push_back(processorTime(share.process));
+        }
+    }
+    ~ShareMeter() {
+        for (std::size_t i = 0; i < shares.size(); ++i) {
+            auto const now = processorTime(shares[i].process);
+            if (before[i] && now) {
+                shares[i].time += *now - *before[i];
+            } else {
+                shares[i].isGone = true;
+            }
+        }
+    }
     ShareMeter(ShareMeter const&) = delete;
     ShareMeter& operator=(ShareMeter const&) = delete;
 
 private:
-    void add(int sign) {
-        for (ProcessShare& share : shares) {
-            share.time += sign * processorTime(share.process);
-        }
-    }
-
     std::vector<ProcessShare>& shares;
+    std::vector<std::optional<std::chrono::nanoseconds>> before;
 };
 
 std::vector<ProcessShare> sharesOf(std::string const& role, std::vector<pid_t> const& others) {
-    std::vector<ProcessShare> shares = {{"mcgw load", getpid(), {}}};
+    std::vector<ProcessShare> shares = {{"mcgw load", getpid()}};
     for (pid_t const process : others) {
-        shares.push_back({role, process, {}});
+        shares.push_back({role, process});
     }
     return shares;
 }
@@ -131,7 +139,7 @@ public:
         end.onEnd = [this] { endTurn(); };
         RecordedCycles recorded;
         std::optional<Floor> floor;
-        if (plan.hasFloor) {
+        if (plan.hasFloor && !end.has()) {
             recorded = record();
             if (!end.has()) {
                 floor.emplace(session, plan, options, recorded);
@@ -227,6 +235,12 @@ private:
         goal.time = std::chrono::nanoseconds(std::llround(options.seconds / rounds * 1e9));
         goal.rate = options.rate;
         goal.outstanding = options.outstanding;
+        if (options.cycles == 0 && options.rate > 0) {
+            // The beginnings are spread over all turns, not begun anew in each.
+            double const before = options.seconds / rounds * round;
+            double const next = std::ceil(before * options.rate - 1e-6) / options.rate;
+            goal.first = std::chrono::nanoseconds(std::llround(std::max(0.0, next - before) * 1e9));
+        }
         return goal;
     }
 
@@ -270,14 +284,18 @@ std::optional<double> CycleResult::processorRatio() const {
     if (!floor) {
         return std::nullopt;
     }
-    double const ofLibrary = library.processorPerCycle();
-    return ofLibrary > 0 ? std::optional<double>(floor->processorPerCycle() / ofLibrary)
-                         : std::nullopt;
+    std::optional<double> const ofLibrary = library.processorPerCycle();
+    std::optional<double> const ofFloor = floor->processorPerCycle();
+    bool const isKnown = ofLibrary && ofFloor && *ofLibrary > 0;
+    return isKnown ? std::make_optional(*ofFloor / *ofLibrary) : std::nullopt;
 }
 
-double CycleSide::processorPerCycle() const {
+std::optional<double> CycleSide::processorPerCycle() const {
     std::chrono::duration<double> sum{};
     for (ProcessShare const& share : processes) {
+        if (share.isGone) {
+            return std::nullopt;
+        }
         sum += share.time;
     }
     return sum.count() / static_cast<double>(std::max<std::uint64_t>(1, tally.begun()));

@@ -18,6 +18,8 @@ struct ProcessShare {
     std::string role;
     pid_t process = 0;
     std::chrono::nanoseconds time{};
+    /** It ended, and what it took can't be asked for. */
+    bool isGone = false;
 };
 
 /** What one side did, the library or the floor. */
@@ -25,8 +27,8 @@ struct CycleSide {
     CycleTally tally;
     std::vector<ProcessShare> processes;
 
-    /** Processor time of all processes for a cycle, in seconds. */
-    double processorPerCycle() const;
+    /** Processor time of all processes for a cycle, in seconds; nothing when one is gone. */
+    std::optional<double> processorPerCycle() const;
 };
 
 struct CycleResult {

@@ -87,9 +87,10 @@ void writeRatio(std::ostream& out, CycleResult const& result, LoadOptions const&
             << "of " << plural(result.rounds, "turn") << ' ' << result.medianRatio().value_or(0)
             << '\n';
     }
-    out << "floor / library: " << result.processorRatio().value_or(0)
-        << " of the CPU time of a cycle in all processes\n"
-        << "commands of a cycle: " << result.messagesIn << " in, " << result.messagesOut
+    if (auto const ratio = result.processorRatio()) {
+        out << "floor / library: " << *ratio << " of the CPU time of a cycle in all processes\n";
+    }
+    out << "commands of a cycle: " << result.messagesIn << " in, " << result.messagesOut
         << " out\n";
 }
 
@@ -115,8 +116,12 @@ void writeProcesses(std::ostream& out, CycleResult const& result) {
     for (auto const& [name, side] : sidesOf(result)) {
         for (ProcessShare const& share : side->processes) {
             out << std::left << std::setw(10) << name << std::setw(14) << share.role << std::right
-                << std::setw(12) << "pid " + std::to_string(share.process) << std::setw(10)
-                << microPerCycle(share, side->tally) << '\n';
+                << std::setw(12) << "pid " + std::to_string(share.process) << std::setw(10);
+            if (share.isGone) {
+                out << "gone" << '\n';
+            } else {
+                out << microPerCycle(share, side->tally) << '\n';
+            }
         }
     }
 }
@@ -149,9 +154,10 @@ Json sideJson(CycleSide const& side) {
         object["latency_us"][each.key] = latencyJson(tally.*each.latencies);
     }
     for (ProcessShare const& share : side.processes) {
-        object["cpu"].push_back({{"role", share.role},
-                                 {"pid", share.process},
-                                 {"us_per_cycle", microPerCycle(share, tally)}});
+        object["cpu"].push_back(
+            {{"role", share.role},
+             {"pid", share.process},
+             {"us_per_cycle", share.isGone ? Json() : Json(microPerCycle(share, tally))}});
     }
     return object;
 }
@@ -198,7 +204,9 @@ Json jsonOf(CycleResult const& result, LoadOptions const& options, LoadPlan cons
             object["ratio"] = rounded(*result.ratio());
             object["ratio_median"] = rounded(result.medianRatio().value_or(0));
         }
-        object["cpu_ratio"] = rounded(result.processorRatio().value_or(0));
+        if (auto const ratio = result.processorRatio()) {
+            object["cpu_ratio"] = rounded(*ratio);
+        }
     }
     if (end.hasFailed()) {
         object["given_up"] = end.reason();

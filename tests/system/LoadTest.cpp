@@ -155,6 +155,20 @@ TEST_F(Load, ARateIsKeptWithoutAFloor) {
     EXPECT_GE(load.at("library").at("seconds"), 49.0 / 200);
 }
 
+TEST_F(Load, ALowRateIsKeptThroughTheTurns) {
+    ProgramRun const byTime =
+        runProgram({"load", "--for", "2", "--rate", "1", "--json", "--quiet"});
+    EXPECT_EQ(byTime.status, 0) << byTime.errors;
+    ProgramRun const byCycles =
+        runProgram({"load", "--cycles", "4", "--rate", "4", "--json", "--quiet"});
+    EXPECT_EQ(byCycles.status, 0) << byCycles.errors;
+    for (char const* const side : {"library", "floor"}) {
+        EXPECT_EQ(lastLine(byTime.output).at(side).at("completed"), 2) << side;
+        expectSide(lastLine(byCycles.output).at(side), 4);
+        EXPECT_GE(lastLine(byCycles.output).at(side).at("seconds"), 1.0) << side;
+    }
+}
+
 TEST_F(Load, BoardsThatRunAlreadyAreUsed) {
     std::string const bus = "ipc://" + directory.path() + "/bus";
     BackgroundProgram board({"dsp", "--bus", bus, "--sid", "0x10", "0x11", "--quiet"});
@@ -204,14 +218,61 @@ TEST_F(Load, ABoardThatDiesEndsTheRunWithAReport) {
     ASSERT_THAT(load.lines("load"), SizeIs(1));
     EXPECT_FALSE(load.lines("load").front().at("good"));
     EXPECT_THAT(load.lines("load").front().at("given_up").get<std::string>(), HasSubstr("gone"));
+    board->end();
 }
 
-TEST_F(Load, ASignalEndsItWithAReportAndLeavesNothingBehind) {
+TEST_F(Load, TheTimeOfAProcessThatIsGoneIsNotKnown) {
+    std::string const bus = "ipc://" + directory.path() + "/bus";
+    auto board = std::make_unique<BackgroundProgram>(std::vector<std::string>{"dsp", "--bus", bus});
+    board->await("serving");
+    BackgroundProgram load(
+        {"load", "--bus", bus, "--sid", "0x10", "--for", "1000", "--rate", "200", "--no-floor"});
+    load.await("progress");
+    // Halted, it is not missed before it was waited for and its number is nobody's any more.
+    kill(load.pid(), SIGSTOP);
+    board->signal(SIGKILL);
+    board->end();
+    kill(load.pid(), SIGCONT);
+    EXPECT_EQ(load.end(), 1) << load.errors();
+    ASSERT_THAT(load.lines("load"), SizeIs(1));
+    Json const cpu = load.lines("load").front().at("library").at("cpu");
+    ASSERT_THAT(cpu, SizeIs(2));
+    EXPECT_GT(cpu.at(0).at("us_per_cycle"), 0);
+    EXPECT_TRUE(cpu.at(1).at("us_per_cycle").is_null()) << cpu;
+}
+
+TEST_F(Load, ASignalWhileBoardsAreWaitedForEndsItWithoutACycle) {
+    std::string const bus = directory.path() + "/bus";
+    BackgroundProgram load({"load", "--bus", "ipc://" + bus, "--sid", "0x10"});
+    // It joins the bus after it has taken charge of its signals.
+    while (!std::filesystem::exists(bus)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    load.signal(SIGINT);
+    EXPECT_EQ(load.end(), 0) << load.errors();
+    ASSERT_THAT(load.lines("load"), SizeIs(1));
+    EXPECT_TRUE(load.lines("load").front().at("interrupted"));
+    EXPECT_EQ(load.lines("load").front().at("library").at("completed"), 0);
+}
+
+TEST_F(Load, AReaderThatLeavesEndsTheRun) {
+    std::string const command = std::string("{ ") + MCGW_PROGRAM +
+                                " load --for 1000 --json; echo $? >" + directory.path() +
+                                "/status; } | head -n 1";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(shell::contentOf(directory.path() + "/status"), "1\n");
+    std::filesystem::remove(directory.path() + "/status");
+    EXPECT_TRUE(isNothingLeft());
+}
+
+class LoadSignals : public Load, public testing::WithParamInterface<int> {};
+
+TEST_P(LoadSignals, EndItWithAReportAndLeaveNothingBehind) {
     BackgroundProgram load({"load", "--for", "1000", "--boards", "2"});
     load.await("progress");
     std::vector<pid_t> const children = childrenOf(load.pid());
     EXPECT_THAT(children, SizeIs(4));
-    load.signal(SIGINT);
+    load.signal(GetParam());
     EXPECT_EQ(load.end(), 0) << load.errors();
     ASSERT_THAT(load.lines("load"), SizeIs(1));
     Json const result = load.lines("load").front();
@@ -221,6 +282,8 @@ TEST_F(Load, ASignalEndsItWithAReportAndLeavesNothingBehind) {
     EXPECT_TRUE(awaitEnd(children));
     EXPECT_TRUE(isNothingLeft());
 }
+
+INSTANTIATE_TEST_SUITE_P(Each, LoadSignals, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 TEST_F(Load, ItsProcessesEndWithItAlsoWhenItIsKilled) {
     BackgroundProgram load({"load", "--for", "1000", "--boards", "2"});

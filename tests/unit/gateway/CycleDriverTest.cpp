@@ -159,6 +159,27 @@ TEST_F(CycleDriverTest, ARateBeginsAsManyAsAreWanted) {
     EXPECT_EQ(driver.run(goal).completed, 30U);
 }
 
+TEST_F(CycleDriverTest, TheLastPauseBelongsToTheRate) {
+    CycleGoal goal;
+    goal.cycles = 2;
+    goal.outstanding = 4;
+    goal.rate = 50;
+    CycleTally const tally = driver.run(goal);
+    EXPECT_EQ(tally.completed, 2U);
+    EXPECT_GE(tally.elapsed, milliseconds(40));
+}
+
+TEST_F(CycleDriverTest, AtARateTheFirstMayBeDueLaterOrNotAtAll) {
+    CycleGoal goal;
+    goal.time = milliseconds(30);
+    goal.outstanding = 4;
+    goal.rate = 1;
+    goal.first = milliseconds(10);
+    EXPECT_EQ(driver.run(goal).begun(), 1U);
+    goal.first = milliseconds(40);
+    EXPECT_EQ(driver.run(goal).begun(), 0U);
+}
+
 TEST_F(CycleDriverTest, ATimeEndsARun) {
     CycleGoal goal;
     goal.time = milliseconds(30);

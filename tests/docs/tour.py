@@ -163,7 +163,8 @@ class Terminal:
             end = time.monotonic() + (PATIENCE if again else 0)
             while not self.is_printed(shown, time.monotonic() > end):
                 time.sleep(0.1)
-                self.do("$", self.program.command)
+                self.program.end(has_to_be_good=False)
+                self.program = Program(self.program.command, self.directory, self.environment)
 
     def is_printed(self, shown, is_last):
         """Whether the program prints it; the last one has to."""

@@ -41,8 +41,7 @@ void BusExchange::attach(unsigned char sid, Endpoint& endpoint, std::optional<Lo
     attachments.emplace(sid, Attachment{&endpoint, claim, std::move(file)});
     // What another node did at the address is over, whether or not its end was noticed.
     reroute(servedHere);
-    work.claimsChanged = true;
-    wake();
+    tellClaims();
 }
 
 void BusExchange::detach(unsigned char sid) {
@@ -53,8 +52,7 @@ void BusExchange::detach(unsigned char sid) {
             before->second.whyGone = "this process served the address after it";
         }
         reroute("");
-        work.claimsChanged = true;
-        wake();
+        tellClaims();
     }
 }
 
@@ -180,7 +178,7 @@ std::vector<BusPeer> BusExchange::peers() const {
     std::vector<BusPeer> result;
     for (auto const& [id, link] : links) {
         BusPeer peer = {holderFrom(link.node), link.node.isTap, {}, link.window.size()};
-        for (BusClaim const& claim : link.claims) {
+        for (BusClaim const& claim : link.claims.claims) {
             peer.sids.push_back(claim.sid);
         }
         result.push_back(peer);
@@ -219,11 +217,16 @@ BusExchange::Work BusExchange::takeWork() {
 void BusExchange::linkUp(LinkId id, BusNode const& node) {
     Lock const lock(mutex);
     links.emplace(id, Link{node, {}, Window(setup.window)});
+    pushClaims(id);
 }
 
-void BusExchange::linkClaims(LinkId id, std::vector<BusClaim> const& claims) {
+void BusExchange::linkClaims(LinkId id, BusClaims const& claims) {
     Lock const lock(mutex);
-    links.at(id).claims = claims;
+    Link& link = links.at(id);
+    if (claims.version < link.claims.version) {
+        return;
+    }
+    link.claims = claims;
     givenUp.clear();
     reroute("it serves the address no more");
     changed.notify_all();
@@ -246,7 +249,7 @@ void BusExchange::linkDown(LinkId id, std::string const& why) {
     Lock const lock(mutex);
     auto const found = links.find(id);
     Link& link = found->second;
-    link.claims.clear();
+    link.claims.claims.clear();
     reroute(why);
     // What is left was for a tap, or for addresses that another node serves by now.
     for (auto const& [sid, count] : link.window.outstanding()) {
@@ -330,15 +333,36 @@ void BusExchange::noteTaken(InflowId inflow, std::uint64_t sequence) {
     }
 }
 
-std::vector<BusClaim> BusExchange::claims() const {
+BusClaims BusExchange::claims() const {
     Lock const lock(mutex);
-    std::vector<BusClaim> result;
+    return ownClaims();
+}
+
+BusClaims BusExchange::ownClaims() const {
+    BusClaims result = {version, {}};
     for (auto const& [sid, attachment] : attachments) {
         if (!attachment.isLost) {
-            result.push_back(attachment.claim);
+            result.claims.push_back(attachment.claim);
         }
     }
     return result;
+}
+
+void BusExchange::tellClaims() {
+    ++version;
+    work.claimsChanged = true;
+    wake();
+    for (auto const& [id, link] : links) {
+        pushClaims(id);
+    }
+}
+
+/** Without locks, an answer to the first message would find nobody at the address it came from. */
+void BusExchange::pushClaims(LinkId link) {
+    if (!setup.hasLocks()) {
+        BusClaims const own = ownClaims();
+        push(link, {own.version, SidsFrame{own.claims}});
+    }
 }
 
 bool BusExchange::isDrained() const {
@@ -369,8 +393,7 @@ bool BusExchange::keepsOwn(BusClaim const& claim, BusNode const& node) {
         return true;
     }
     own->second.isLost = true;
-    work.claimsChanged = true;
-    wake();
+    tellClaims();
     report([sid = claim.sid, holder = holderFrom(node)](BusListener& hears) {
         hears.claimLost(sid, holder);
     });
@@ -380,7 +403,7 @@ bool BusExchange::keepsOwn(BusClaim const& claim, BusNode const& node) {
 BusExchange::Routes BusExchange::routesOfLinks() {
     Routes result;
     for (auto const& [id, link] : links) {
-        for (BusClaim const& claim : link.claims) {
+        for (BusClaim const& claim : link.claims.claims) {
             if (keepsOwn(claim, link.node)) {
                 continue;
             }

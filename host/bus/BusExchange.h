@@ -80,6 +80,9 @@ public:
         bool laterClaimWins = true;
         /** Who serves an address, linked or not; empty where nobody can tell. */
         std::function<std::optional<BusHolder>(unsigned char)> whoHolds{};
+
+        /** Claims are known to all from the moment that they are made. */
+        bool hasLocks() const { return static_cast<bool>(whoHolds); }
     };
 
     /** All have to outlive this object, the listeners until `end`; they may be null. */
@@ -126,7 +129,8 @@ public:
     Work takeWork();
 
     void linkUp(LinkId link, BusNode const& node);
-    void linkClaims(LinkId link, std::vector<BusClaim> const& claims);
+    /** @param claims what the link's node serves; older ones than are known change nothing */
+    void linkClaims(LinkId link, BusClaims const& claims);
     /** @return false when nothing was sent that could be taken so far */
     bool linkTaken(LinkId link, std::uint64_t upTo);
     void linkDown(LinkId link, std::string const& why);
@@ -141,7 +145,7 @@ public:
                  CopyFrame const& copy);
     void tellMissed(BusHolder const& sender, std::uint64_t total);
 
-    std::vector<BusClaim> claims() const;
+    BusClaims claims() const;
     /** Everything that was sent was taken. */
     bool isDrained() const;
     /// @}
@@ -161,7 +165,7 @@ private:
     };
     struct Link {
         BusNode node;
-        std::vector<BusClaim> claims;
+        BusClaims claims;
         Window window;
         /** @name Of a tap */
         /// @{
@@ -195,6 +199,10 @@ private:
                       imc_msg const& message);
     void noteTaken(InflowId inflow, std::uint64_t sequence);
     void push(LinkId link, Frame const& frame);
+    BusClaims ownClaims() const;
+    void pushClaims(LinkId link);
+    /** To all who are linked with, and in front of what is sent to them from now on. */
+    void tellClaims();
     void wake();
     bool precedes(BusClaim const& claim, std::uint64_t instance, BusClaim const& other,
                   std::uint64_t otherInstance) const;
@@ -227,6 +235,8 @@ private:
     std::condition_variable changed;
     std::map<unsigned char, Attachment> attachments;
     std::uint32_t lastClaim = 0;
+    /** Of the claims; they change with each. */
+    std::uint64_t version = 0;
     std::map<LinkId, Link> links;
     Routes routes;
     std::map<unsigned char, Known> known;

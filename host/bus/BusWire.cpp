@@ -378,6 +378,9 @@ void BusWire::takeFrame(std::string const& from, zmq::message_t& bytes) {
         takeSequenced(from, frame.sequence, *data);
     } else if (auto const* const copy = std::get_if<CopyFrame>(&frame.body); copy && isKnown) {
         takeSequenced(from, frame.sequence, *copy);
+    } else if (auto const* const sids = std::get_if<SidsFrame>(&frame.body);
+               sids && isKnown && !place->directory) {
+        takeClaims(inflows.at(from), {frame.sequence, sids->claims});
     } else if (std::holds_alternative<MissedFrame>(frame.body) && isKnown) {
         BusNode const& node = inflows.at(from).node;
         exchange->tellMissed({node.name, node.pid}, std::get<MissedFrame>(frame.body).missed);
@@ -424,8 +427,8 @@ void BusWire::welcome(std::string const& from, HelloFrame const& hello, zmq::mes
     }
     inflows[from] = Inflow{++lastInflow, hello.node, endpoint};
     tellSenders();
-    if (reply(from, {0, WelcomeFrame{exchange->self()}}) &&
-        reply(from, {0, SidsFrame{exchange->claims()}}) && !isLinkedWith(hello.node.instance)) {
+    if (reply(from, {0, WelcomeFrame{exchange->self()}}) && reply(from, claimsFrame()) &&
+        !isLinkedWith(hello.node.instance)) {
         aim(endpoint, property(bytes, "User-Id"));
     }
 }
@@ -510,8 +513,37 @@ void BusWire::tellSenders() {
     exchange->setSenders(std::move(senders));
 }
 
+Frame BusWire::claimsFrame() const {
+    BusClaims const own = exchange->claims();
+    return {own.version, SidsFrame{own.claims}};
+}
+
+/** A node tells them on both connections: here in front of the messages that it sends. */
+void BusWire::takeClaims(Inflow& inflow, BusClaims const& claims) {
+    inflow.claims = claims;
+    if (!isLinkedWith(inflow.node.instance)) {
+        expectLink(inflow.endpoint);
+    }
+    for (auto const& [id, outlet] : outlets) {
+        if (outlet.node && outlet.node->instance == inflow.node.instance) {
+            exchange->linkClaims(id, claims);
+            resolve(targets.at(outlet.endpoint));
+        }
+    }
+}
+
+/** Whoever wants to send there may wait for it. */
+void BusWire::expectLink(std::string const& endpoint) {
+    auto const target = targets.find(endpoint);
+    if (target != targets.end()) {
+        target->second.isResolved = false;
+        target->second.due = Clock::time_point();
+        tellUnresolved();
+    }
+}
+
 void BusWire::tellClaims() {
-    Frame const frame = {0, SidsFrame{exchange->claims()}};
+    Frame const frame = claimsFrame();
     for (auto each = inflows.begin(); each != inflows.end();) {
         std::string const to = each->first;
         ++each;
@@ -595,7 +627,7 @@ void BusWire::takeAnswer(LinkId id, zmq::message_t& bytes) {
         // A connection to a free port of this machine may happen to be made with itself.
         refuseOutlet(id, "it is this process itself");
     } else if (auto const* const sids = std::get_if<SidsFrame>(&frame->body); sids && isUp) {
-        exchange->linkClaims(id, sids->claims);
+        exchange->linkClaims(id, {frame->sequence, sids->claims});
         resolve(targets.at(outlets.at(id).endpoint));
     } else if (std::holds_alternative<TakenFrame>(frame->body) && isUp &&
                exchange->linkTaken(id, frame->sequence)) {
@@ -625,6 +657,12 @@ void BusWire::takeWelcome(LinkId id, BusNode const& node) {
         target.forgetAt = Clock::time_point::max();
         outlets.at(id).node = node;
         exchange->linkUp(id, node);
+        for (auto const& [name, inflow] : inflows) {
+            if (inflow.node.instance == node.instance && inflow.claims) {
+                exchange->linkClaims(id, *inflow.claims);
+                resolve(target);
+            }
+        }
     }
 }
 

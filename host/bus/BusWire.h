@@ -74,6 +74,8 @@ private:
         /** Where it is reached from here. */
         std::string endpoint;
         std::uint64_t lastSequence = 0;
+        /** What its node told here last. */
+        std::optional<BusClaims> claims{};
         /** Its node sends on a later connection; what is left here counts as lost there. */
         bool isSuperseded = false;
     };
@@ -138,6 +140,9 @@ private:
     bool hasInflowOf(std::string const& endpoint) const;
     bool isFull() const;
     void tellSenders();
+    Frame claimsFrame() const;
+    void takeClaims(Inflow& inflow, BusClaims const& claims);
+    void expectLink(std::string const& endpoint);
     void tellClaims();
 
     void takeAnswer(LinkId id, zmq::message_t& bytes);

@@ -69,6 +69,13 @@ struct BusClaim {
     }
 };
 
+/** What a node serves. */
+struct BusClaims {
+    /** Counts the changes. */
+    std::uint64_t version = 0;
+    std::vector<BusClaim> claims{};
+};
+
 /** First frame of a connection. */
 struct HelloFrame {
     BusNode node;
@@ -86,7 +93,7 @@ struct RefusedFrame {
     static constexpr std::size_t longestReason = 512;
 };
 
-/** All addresses that the node serves from now on. */
+/** All addresses that the node serves from now on. The sequence is their version. */
 struct SidsFrame {
     std::vector<BusClaim> claims;
 };

@@ -298,6 +298,79 @@ TEST_F(Tcp, AnAddressThatCantBeBoundIsAnError) {
               "can't join the bus " + options.url + ": Address already in use");
 }
 
+/** A node that serves 0x10, and a process that says on each of their two connections what it wants.
+ */
+class TcpByHand : public Tcp {
+protected:
+    TcpByHand() {
+        node.transport->attach(0x10, node.board);
+        inlet.set(zmq::sockopt::linger, 0);
+        inlet.set(zmq::sockopt::rcvtimeo, 60000);
+        inlet.bind("tcp://127.0.0.1:*");
+        greet(node, inlet.get(zmq::sockopt::last_endpoint));
+        next<host::WelcomeFrame>(greeter);
+        claim = next<host::SidsFrame>(greeter).claims.at(0).number;
+    }
+    void say(host::Frame const& frame) {
+        greeter.send(zmq::buffer(host::encodeFrame(frame)), zmq::send_flags::none);
+    }
+    void sayWith(std::uint64_t version, std::vector<host::BusClaim> const& claims) {
+        say({version, host::SidsFrame{claims}});
+        say({++sequence, host::DataFrame{claim, 1, messageTo(0x10, 1)}});
+        ASSERT_TRUE(await([&] { return node.board.received.size() == sequence; }));
+    }
+    /** To the node's hello. */
+    void welcome() {
+        zmq::message_t hello;
+        ASSERT_TRUE(inlet.recv(name).has_value() && inlet.recv(hello).has_value());
+        host::BusNode self;
+        self.instance = 77;
+        self.name = "stranger";
+        answer({0, host::WelcomeFrame{self}});
+    }
+    void answer(host::Frame const& frame) {
+        inlet.send(zmq::buffer(name.data(), name.size()), zmq::send_flags::sndmore);
+        inlet.send(zmq::buffer(host::encodeFrame(frame)), zmq::send_flags::none);
+    }
+    bool isReached() {
+        try {
+            node.transport->send(messageTo(0x01, 2));
+        } catch (std::runtime_error const&) {
+            return false;
+        }
+        return true;
+    }
+
+    PlayedNode node{loop, tcp("node")};
+    zmq::socket_t inlet{context, zmq::socket_type::router};
+    zmq::message_t name;
+    std::uint32_t claim = 0;
+    std::uint64_t sequence = 0;
+};
+
+TEST_F(TcpByHand, AnAnswerToTheFirstMessageOfAnAddressFindsIt) {
+    welcome();
+    answer({0, host::SidsFrame{}});
+    ASSERT_TRUE(await([&] { return node.transport->isSettled(); }));
+    EXPECT_FALSE(isReached());
+    sayWith(1, {{0x01, 1, 5}});
+    EXPECT_TRUE(isReached());
+    // What was said before on the other connection comes later.
+    answer({0, host::SidsFrame{}});
+    answer({0, host::ByeFrame{}});
+    EXPECT_TRUE(await([&] { return node.ears.hasHeardOf("lost 0x01 stranger"); }));
+    EXPECT_FALSE(node.ears.hasHeard("lost 0x01 stranger with 1: it serves the address no more"));
+}
+
+TEST_F(TcpByHand, AnAnswerWaitsForTheLinkWithWhoeverSaidThatItServesTheAddress) {
+    sayWith(1, {{0x01, 1, 5}});
+    EXPECT_FALSE(node.transport->isSettled());
+    welcome();
+    EXPECT_TRUE(isReached());
+    sayWith(2, {});
+    EXPECT_FALSE(isReached());
+}
+
 class TcpWithKeys : public Tcp {
 protected:
     TcpWithKeys() {

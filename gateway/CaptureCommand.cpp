@@ -21,9 +21,9 @@ namespace gateway {
 namespace {
 
 char const captureHelp[] =
-    R"(Ends with SIGINT or SIGTERM, after --count messages or --for seconds, or when nobody reads
-the pipe any more. Records messages in the order in which they were sent, each with the time of its
-sender, and says where some are missing.
+    R"(Ends with SIGINT, SIGTERM or SIGHUP, after --count messages or --for seconds, or when nobody
+reads the pipe any more. Records messages in the order in which they were sent, each with the time
+of its sender, and says where some are missing.
 
   mcgw capture field.pcapng
   mcgw capture - | wireshark -k -i -

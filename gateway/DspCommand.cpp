@@ -20,7 +20,7 @@ namespace gateway {
 namespace {
 
 std::string helpText() {
-    return std::string(R"(Ends with SIGINT or SIGTERM, and prints what was counted.
+    return std::string(R"(Ends with SIGINT, SIGTERM or SIGHUP, and prints what was counted.
 
 )") + faultRuleHelp +
            R"(

@@ -1,6 +1,7 @@
 #include "gateway/EndingSignals.h"
 #include "gateway/Subcommand.h"
 #include "gateway/Text.h"
+#include "gateway/capture/CaptureTap.h"
 #include "gateway/load/CycleLoad.h"
 #include "gateway/load/CycleReport.h"
 #include "gateway/load/LoadPlan.h"
@@ -114,15 +115,14 @@ void print(Result const& result, LoadOptions const& options, LoadPlan const& pla
     } else {
         std::cout << textOf(result, options, plan, end) << std::flush;
     }
-    if (!std::cout) {
-        throw std::runtime_error("the report can't be written");
-    }
+    requireWritten(std::cout);
 }
 
-int runRecordsLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& end) {
+int runRecordsLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& end,
+                   host::Tap* tap) {
     RecordsResult result;
     {
-        LoadSession session(options, plan, end);
+        LoadSession session(options, plan, end, tap);
         Progress progress(options.report, end);
         result = runRecords(session, options, plan, end,
                             [&](std::size_t listed) { progress.show(listed); });
@@ -137,10 +137,10 @@ int runRecordsLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& e
     return isGood(result, options, end) ? allHeld : someFailed;
 }
 
-int runCyclesLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& end) {
+int runCyclesLoad(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& end, host::Tap* tap) {
     CycleResult result;
     {
-        LoadSession session(options, plan, end);
+        LoadSession session(options, plan, end, tap);
         Progress progress(options.report, end);
         result = runCycles(session, options, plan, end,
                            [&](CycleProgress const& now) { progress.show(now); });
@@ -154,10 +154,20 @@ int runLoad(LoadOptions const& options) {
     // Whoever reads the report may leave; the processes still have to be ended.
     std::signal(SIGPIPE, SIG_IGN);
     host::Dispatcher& loop = host::Workstation::instance().dispatcher();
+    std::unique_ptr<CaptureTap> const capture = startCapture(options.capture);
     EarlyEnd end;
-    EndingSignals const signals([&loop, &end] { loop.post([&end] { end.ask(); }); });
-    return options.records != 0 ? runRecordsLoad(options, plan, end)
-                                : runCyclesLoad(options, plan, end);
+    EndingSignals const signals([&] {
+        if (capture) {
+            capture->endWaiting();
+        }
+        loop.post([&end] { end.ask(); });
+    });
+    int const status = options.records != 0 ? runRecordsLoad(options, plan, end, capture.get())
+                                            : runCyclesLoad(options, plan, end, capture.get());
+    if (capture) {
+        capture->end();
+    }
+    return status;
 }
 
 /** The part of a process of the floor. */
@@ -239,6 +249,7 @@ Subcommand addLoad(CLI::App& program) {
     addBoardOptions(*load, *options);
     addCycleOptions(*load, *options);
     addRecordsOptions(*load, *options);
+    addCaptureOption(*load, options->capture, "what the library sends and takes");
     load->add_flag("--json", options->report.json, "One JSON object per line");
     load->add_flag("--quiet", options->report.quiet, "No progress");
     // Hidden: how this program starts its own processes.

@@ -28,8 +28,8 @@ What the library leaves to its client is looked after: acknowledgements that com
 not at all, channels that may be open or not, boards that go, come back or have restarted, and
 channels that an earlier process left open.
 
-Ends with SIGINT, SIGTERM or the line "session end": it closes its channels, and prints what was
-counted. A second signal ends it at once.
+Ends with SIGINT, SIGTERM, SIGHUP or the line "session end": it closes its channels, and prints what
+was counted. A second signal ends it at once.
 
   mcgw session                                 on this user's bus, as IMC address 0x01
   mcgw session --sid 0x02 --on-restart reopen

@@ -39,6 +39,7 @@ struct LoadOptions {
     unsigned records = 0;
     std::string svg;
     std::string png;
+    std::string capture;
     ReportOptions report;
 };
 

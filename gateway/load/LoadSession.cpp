@@ -61,7 +61,8 @@ void Ticker::post() {
     });
 }
 
-LoadSession::LoadSession(LoadOptions const& options, LoadPlan const& itsPlan, EarlyEnd& itsEnd)
+LoadSession::LoadSession(LoadOptions const& options, LoadPlan const& itsPlan, EarlyEnd& itsEnd,
+                         host::Tap* tap)
     : plan(itsPlan), end(itsEnd), workstation(host::Workstation::instance()), url(options.bus) {
     if (plan.isStartingBoards) {
         directory.emplace();
@@ -72,6 +73,7 @@ LoadSession::LoadSession(LoadOptions const& options, LoadPlan const& itsPlan, Ea
             });
     }
     join(options);
+    workstation.transport().setTap(tap);
     failOnLibraryEnd();
     try {
         await(watch, plan.boards, boards.get());

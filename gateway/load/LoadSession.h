@@ -61,9 +61,10 @@ class LoadSession {
 public:
     /**
      * Waits until all boards are there, or the run ends early.
+     * @param tap is shown what the library sends and takes; null for nobody, outlives this object
      * @throw std::runtime_error when they don't come
      */
-    LoadSession(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& end);
+    LoadSession(LoadOptions const& options, LoadPlan const& plan, EarlyEnd& end, host::Tap* tap);
     ~LoadSession();
     LoadSession(LoadSession const&) = delete;
     LoadSession& operator=(LoadSession const&) = delete;

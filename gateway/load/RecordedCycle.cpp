@@ -4,12 +4,12 @@ namespace gateway {
 
 CycleRecorder::CycleRecorder(CycleOperations& does, std::vector<MediaPath> const& all,
                              host::Transport& carrier)
-    : operations(does), paths(all), transport(carrier) {
+    : operations(does), paths(all), transport(carrier), before(transport.tap()) {
     transport.setTap(this);
 }
 
 CycleRecorder::~CycleRecorder() {
-    transport.setTap(nullptr);
+    transport.setTap(before);
 }
 
 std::vector<imc_msg>& CycleRecorder::fresh(std::size_t path,
@@ -41,9 +41,22 @@ void CycleRecorder::carried(imc_msg const& message) {
     if (current != nullptr) {
         current->push_back(message);
     }
+    if (before != nullptr) {
+        before->carried(message);
+    }
 }
 
-void CycleRecorder::refused(imc_msg const&, std::string const&) {}
+void CycleRecorder::refused(imc_msg const& message, std::string const& reason) {
+    if (before != nullptr) {
+        before->refused(message, reason);
+    }
+}
+
+void CycleRecorder::received(imc_msg const& message) {
+    if (before != nullptr) {
+        before->received(message);
+    }
+}
 
 imc_msg patched(imc_msg const& message, MediaPath const& path, std::uint8_t sourceSid) {
     imc_msg result = message;

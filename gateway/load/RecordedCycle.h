@@ -28,7 +28,8 @@ class CycleRecorder : public CycleOperations, private host::Tap {
 public:
     /**
      * All have to outlive the recorder.
-     * @param transport that the operations post on; its tap is this one as long as this exists
+     * @param transport that the operations post on; its tap is this one as long as this exists, in
+     * front of the one before
      */
     CycleRecorder(CycleOperations& operations, std::vector<MediaPath> const& paths,
                   host::Transport& transport);
@@ -46,11 +47,14 @@ public:
 private:
     void carried(imc_msg const& message) override;
     void refused(imc_msg const& message, std::string const& reason) override;
+    void received(imc_msg const& message) override;
     std::vector<imc_msg>& fresh(std::size_t path, std::vector<imc_msg> RecordedCycle::*part);
 
     CycleOperations& operations;
     std::vector<MediaPath> const& paths;
     host::Transport& transport;
+    /** Is shown everything as before; may be null. */
+    host::Tap* const before;
     RecordedCycles recorded;
     /** Where messages go; null outside of the operations. */
     std::vector<imc_msg>* current = nullptr;

@@ -67,8 +67,6 @@ public:
      * @param tap not owned; stays valid until it is replaced or the transport is gone
      */
     void setTap(Tap* tap) { watching = tap; }
-
-protected:
     /** Null when nobody watches. */
     Tap* tap() const { return watching; }
 

@@ -4,6 +4,8 @@
 #include "tests/system/Background.h"
 #include "tests/system/Program.h"
 
+#include "dsp/Events.h"
+#include "gateway/capture/CaptureReader.h"
 #include "tests/support/Shell.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -15,6 +17,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -130,6 +133,21 @@ TEST_F(Load, EveryCycleIsAccountedForAndAFloorStandsBesideIt) {
         EXPECT_GT(load.at(ratio), 0) << ratio;
     }
     EXPECT_TRUE(isNothingLeft());
+}
+
+TEST_F(Load, WhatTheLibrarySendsAndTakesIsRecorded) {
+    std::string const path = directory.path() + "/load.pcapng";
+    ProgramRun const run = runProgram({"load", "--cycles", "5", "--capture", path});
+    EXPECT_EQ(run.status, 0) << run.errors;
+    std::map<std::string, unsigned> counts;
+    for (auto const& record : gateway::readCapture(path).records) {
+        imc_msg const message = gateway::messageOf(record);
+        EXPECT_TRUE(message.sourceSid == 0x01 || message.destinationSid == 0x01);
+        ++counts[dsp::describe(message).substr(0, 9)];
+    }
+    // The cycles that the floor is made of are among them: one of each direction.
+    EXPECT_EQ(counts["OpenVoice"], 2 * (5U + 2U));
+    EXPECT_EQ(counts["CloseVoic"], 2 * (5U + 2U));
 }
 
 TEST_F(Load, APersonReadsTables) {

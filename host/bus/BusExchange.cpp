@@ -216,7 +216,7 @@ BusExchange::Work BusExchange::takeWork() {
 
 void BusExchange::linkUp(LinkId id, BusNode const& node) {
     Lock const lock(mutex);
-    links.emplace(id, Link{node, {}, Window(setup.window)});
+    links.emplace(id, Link{node, BusClaims(), Window(setup.window)});
     pushClaims(id);
 }
 

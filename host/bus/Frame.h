@@ -73,7 +73,7 @@ struct BusClaim {
 struct BusClaims {
     /** Counts the changes. */
     std::uint64_t version = 0;
-    std::vector<BusClaim> claims{};
+    std::vector<BusClaim> claims;
 };
 
 /** First frame of a connection. */

@@ -174,7 +174,9 @@ void Records::setWhole(Record& record) {
     halfOpens.erase(&record);
 }
 
-Records::Change Records::acknowledged(Request const& request, unsigned error) {
+/** @param opened what becomes of the record when no other opening of it is undecided */
+template <typename Opened>
+Records::Change Records::decided(Request const& request, Opened const& opened) {
     Record* const record = at(request.path);
     if (record == nullptr) {
         return Change::none;
@@ -184,15 +186,19 @@ Records::Change Records::acknowledged(Request const& request, unsigned error) {
         return closingDecided(*record, state);
     }
     decrease(state.openings);
-    bool const isAwaited =
-        state.status == Status::opening || state.status == Status::unacknowledged;
-    if (!isAwaited || state.openings != 0) {
-        return Change::none;
-    }
-    state.status = error != 0 ? Status::refused : Status::open;
-    state.isOthers = error == static_cast<unsigned>(dsp::Error::alreadyOpen);
-    record->since = std::chrono::system_clock::now();
-    return settle(*record, error != 0 ? Change::refused : Change::opened);
+    return state.openings != 0 ? Change::none : opened(*record, state);
+}
+
+Records::Change Records::acknowledged(Request const& request, unsigned error) {
+    return decided(request, [this, error](Record& record, Record::MediumState& state) {
+        if (state.status != Status::opening && state.status != Status::unacknowledged) {
+            return Change::none;
+        }
+        state.status = error != 0 ? Status::refused : Status::open;
+        state.isOthers = error == static_cast<unsigned>(dsp::Error::alreadyOpen);
+        record.since = std::chrono::system_clock::now();
+        return settle(record, error != 0 ? Change::refused : Change::opened);
+    });
 }
 
 Records::Change Records::closingDecided(Record& record, Record::MediumState& state) {
@@ -205,20 +211,13 @@ Records::Change Records::closingDecided(Record& record, Record::MediumState& sta
 }
 
 Records::Change Records::missed(Request const& request, Time now) {
-    Record* const record = at(request.path);
-    if (record == nullptr) {
-        return Change::none;
-    }
-    Record::MediumState& state = record->of(request.medium());
-    if (!request.isOpening()) {
-        return closingDecided(*record, state);
-    }
-    decrease(state.openings);
-    if (state.status != Status::opening || state.openings != 0) {
-        return Change::none;
-    }
-    state.status = Status::unacknowledged;
-    return note(*record, now) ? Change::halfOpened : Change::none;
+    return decided(request, [this, now](Record& record, Record::MediumState& state) {
+        if (state.status != Status::opening) {
+            return Change::none;
+        }
+        state.status = Status::unacknowledged;
+        return note(record, now) ? Change::halfOpened : Change::none;
+    });
 }
 
 std::vector<Record*> Records::forget(unsigned char sid, Time now) {

@@ -137,6 +137,8 @@ public:
     std::optional<Time> nextDue() const;
 
 private:
+    template <typename Opened>
+    Change decided(Request const& request, Opened const& opened);
     Change closingDecided(Record& record, Record::MediumState& state);
     /** Keeps the time that goes with the record's state. @return what changed in all */
     Change settle(Record& record, Change otherwise);

@@ -364,9 +364,11 @@ protected:
     std::unique_ptr<Child> attached() const {
         auto console = std::make_unique<Child>(
             command(), Child::Where::atTerminal,
-            std::map<std::string, std::string>{{"TERM", "vt100"},
-                                               {"LC_ALL", "C.UTF-8"},
-                                               {"XDG_STATE_HOME", directory.path() + "/state"}});
+            std::map<std::string, std::string>{
+                {"TERM", "vt100"},
+                {"LC_ALL", "C.UTF-8"},
+                {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" KNOWN_LEAKS},
+                {"XDG_STATE_HOME", directory.path() + "/state"}});
         awaitPrompt(*console, "mcgw> ");
         return console;
     }

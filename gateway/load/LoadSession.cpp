@@ -2,6 +2,7 @@
 
 #include "gateway/load/LibraryClient.h"
 
+#include "host/Text.h"
 #include "host/bus/BusAddress.h"
 #include "host/bus/BusTransport.h"
 #include "host/imc/SidText.h"
@@ -110,12 +111,12 @@ void LoadSession::join(LoadOptions const& options) {
 void LoadSession::failOnLibraryEnd() {
     workstation.setLogSink([this](host::Workstation::LogLine const& line) {
         if (line.isError) {
-            lastError = line.text + line.detail;
+            why = std::exchange(lastError, host::withoutNul(line.text + ": " + line.detail));
         } else {
             std::cerr << line.text << line.detail << '\n';
         }
     });
-    workstation.setExitAction([this](int) { end.fail("the library gave up: " + lastError); });
+    workstation.setExitAction([this](int) { end.fail("the library gave up: " + why); });
 }
 
 std::vector<pid_t> LoadSession::boardProcesses() const {

@@ -96,6 +96,8 @@ private:
     std::unique_ptr<ServingProcesses> boards;
     PeerWatch watch;
     std::string lastError;
+    /** The error before it: the last one says only that the library ends the process. */
+    std::string why;
 };
 
 } // namespace gateway

@@ -88,8 +88,8 @@ private:
 };
 
 /**
- * A process that sends and ends: its report goes to the standard output, the signals that
- * ask a program to end, end its waiting.
+ * A process that sends and ends: its report goes to the standard output, and the signals that ask a
+ * program to end make it wait no longer.
  */
 struct SendingProcess {
     /**

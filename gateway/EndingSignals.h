@@ -10,8 +10,9 @@
 namespace gateway {
 
 /**
- * Each SIGINT and SIGTERM calls an action, on a thread of its own, as long as this exists. Made
- * before any other thread, so that the signals reach this one.
+ * Each SIGINT and SIGTERM, and each SIGHUP unless it is ignored, calls an action, on a thread of
+ * its own, as long as this exists. Made before any other thread, so that the signals reach this
+ * one.
  */
 class EndingSignals {
 public:
